@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the build, the tests, the simulated board and
+# the benchmarks need. Safe to run again: apt-get skips what is there.
+set -euo pipefail
+
+PACKAGES=(
+  cmake ninja-build g++ pkg-config git
+  libgtest-dev libgmock-dev libbenchmark-dev
+  umockdev libumockdev-dev
+  g++-arm-linux-gnueabihf qemu-user
+  libssl-dev libmpg123-dev lame
+  util-linux procps dos2unix
+)
+
+missing=()
+for p in "${PACKAGES[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+# npm fetches the MP3 frame decoder; machines that already have a Node.js
+# of their own keep it.
+command -v npm >/dev/null 2>&1 || missing+=(npm)
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+SUDO=""
+[ "$(id -u)" -ne 0 ] && SUDO="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"

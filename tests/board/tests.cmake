@@ -1,0 +1,1 @@
+comm_add_test(test_gpio SOURCES board/test_gpio.cpp BOARD)

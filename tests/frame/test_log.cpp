@@ -1,0 +1,250 @@
+// The log line, the print level with its lock, and the check macros.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "capture.hpp"
+#include "comm_log.h"
+#include "fake_clock.hpp"
+#include "log_lines.hpp"
+
+using testsupport::capture_stdout;
+using testsupport::parse_log;
+
+namespace {
+
+// Puts the frame back to its load state between tests.
+class Frame : public ::testing::Test {
+protected:
+    void SetUp() override { restore(); }
+    void TearDown() override { restore(); }
+    static void restore() {
+        Zev_Comm_SetLockPrintLev(-1);
+        Zev_Comm_SetPrintLev(5);
+    }
+};
+
+struct Emitted {
+    std::string tag;
+    int threshold;
+};
+const Emitted kTags[] = {{"ERR", 1}, {"WAR", 2}, {"INF", 3}, {"DBG", 4}, {"DDD", 5}, {"VER", 6}, {"VVV", 7}};
+
+std::string emit_all() {
+    return capture_stdout([] {
+        ZEV_COMM_ERR("e %d\n", 1);
+        ZEV_COMM_WAR("w %s\n", "two");
+        ZEV_COMM_INF("i\n");
+        ZEV_COMM_DBG("d\r\n");
+        ZEV_COMM_DDD("dd %c\n", 'x');
+        ZEV_COMM_VER("v %u\n", 6u);
+        ZEV_COMM_VVV("vv\n");
+    });
+}
+
+TEST_F(Frame, LoadStateIsLevelFive) {
+    EXPECT_EQ(Zev_Comm_GetPrintLev(), 5);
+    const auto lines = parse_log(emit_all()).lines;
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_EQ(lines.back().tag, "DDD");
+}
+
+TEST_F(Frame, EachLevelPrintsTheTagsAtOrBelowIt) {
+    for (int level = -1; level <= 8; ++level) {
+        Zev_Comm_SetPrintLev(level);
+        const int effective = level > 6 ? 7 : level;
+        EXPECT_EQ(Zev_Comm_GetPrintLev(), effective) << "level " << level;
+        const testsupport::ParsedLog log = parse_log(emit_all());
+        EXPECT_EQ(log.stray, "") << "level " << level;
+        std::vector<std::string> want;
+        for (const Emitted &e : kTags)
+            if (effective >= e.threshold) want.push_back(e.tag);
+        std::vector<std::string> got;
+        for (const auto &l : log.lines) got.push_back(l.tag);
+        EXPECT_EQ(got, want) << "level " << level;
+    }
+}
+
+TEST_F(Frame, LineIsTheFixedFormatToTheByte) {
+    Zev_Comm_SetPrintLev(7);
+    const std::string out = emit_all();
+    const auto log = parse_log(out);
+    ASSERT_EQ(log.lines.size(), 7u);
+    const char *msgs[] = {"e 1\n", "w two\n", "i\n", "d\r\n", "dd x\n", "v 6\n", "vv\n"};
+    for (size_t i = 0; i < 7; ++i) {
+        const auto &l = log.lines[i];
+        EXPECT_EQ(l.tag, kTags[i].tag);
+        EXPECT_EQ(l.open, testsupport::open_sequence(l.tag)) << l.tag;
+        EXPECT_EQ(l.func, "operator()");  // the lambda that logged
+        EXPECT_EQ(l.msg, msgs[i]);
+        EXPECT_TRUE(testsupport::is_time_text(l.time)) << l.time;
+    }
+    // The colour sequences are distinct where the tags differ in colour.
+    EXPECT_NE(out.find("\x1b[0;32;31m["), std::string::npos);
+    EXPECT_NE(out.find("\x1b[1;33m["), std::string::npos);
+    EXPECT_NE(out.find("\x1b[0;35m["), std::string::npos);
+}
+
+void logs_at_known_line(int &line) {
+    line = __LINE__ + 1;
+    ZEV_COMM_DBG("%s=%d\r\n", "key", 42);
+}
+
+TEST_F(Frame, TimeFieldsComeFromTheClocks) {
+    testsupport::fake_clock::Scope fake;
+    testsupport::fake_clock::set_wall(1758377039);  // 2025-09-20 14:03:59 UTC
+    testsupport::fake_clock::set_monotonic(123, 456000000);
+    int line = 0;
+    const std::string out = capture_stdout([&] { logs_at_known_line(line); });
+    const std::string want = "\x1b[0;33m[250920 14:03:59 000123.4][DBG]\x1b[m logs_at_known_line " +
+                             std::to_string(line) + " :key=42\r\n";
+    EXPECT_EQ(out, want);
+}
+
+TEST_F(Frame, YearTextEdges) {
+    testsupport::fake_clock::Scope fake;
+    testsupport::fake_clock::set_monotonic(0, 0);
+    const struct {
+        int64_t wall;
+        const char *text;
+    } cases[] = {
+        {0, "-300101 00:00:00"},           // 1970: the year field is negative
+        {946684799, "-11231 23:59:59"},    // 1999-12-31
+        {946684800, " 00101 00:00:00"},    // 2000: one digit behind a blank
+        {1262303999, " 91231 23:59:59"},   // 2009-12-31
+        {1262304000, "100101 00:00:00"},   // 2010
+        {2147483647, "380119 03:14:07"},   // last second of a 32-bit time_t
+    };
+    for (const auto &c : cases) {
+        testsupport::fake_clock::set_wall(c.wall);
+        EXPECT_STREQ(ZevSysRtcTime(), c.text) << c.wall;
+    }
+}
+
+TEST_F(Frame, RunningTimeWrapsWithTheMillisecondCount) {
+    testsupport::fake_clock::Scope fake;
+    const struct {
+        int64_t sec;
+        long nsec;
+        uint32_t tenths;
+        const char *field;
+    } cases[] = {
+        {0, 0, 0, "000000.0"},
+        {1, 999000000, 19, "000001.9"},
+        {4294967, 295000000, 42949672, "4294967.2"},  // last value before the wrap
+        {4294967, 296000000, 0, "000000.0"},          // 2^32 ms
+        {4294968, 0, 7, "000000.7"},
+        {8589934, 592000000, 0, "000000.0"},          // second wrap
+    };
+    for (const auto &c : cases) {
+        testsupport::fake_clock::set_monotonic(c.sec, c.nsec);
+        EXPECT_EQ(ZevSysRnuningTime(), c.tenths) << c.sec;
+        const auto log = parse_log(capture_stdout([] { ZEV_COMM_ERR("x\n"); }));
+        ASSERT_EQ(log.lines.size(), 1u);
+        char field[32];
+        snprintf(field, sizeof field, "%06lld.%d", log.lines[0].seconds, log.lines[0].tenths);
+        EXPECT_STREQ(field, c.field) << c.sec;
+    }
+}
+
+TEST_F(Frame, SilencedStatementFormatsNothing) {
+    Zev_Comm_SetPrintLev(1);
+    int evaluated = 0;
+    auto count = [&] { return ++evaluated; };
+    const std::string out = capture_stdout([&] { ZEV_COMM_DBG("%d\n", count()); });
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(evaluated, 0);
+}
+
+TEST_F(Frame, SetLevelTable) {
+    const struct {
+        int lock;
+        int before;
+        int set;
+        int after;
+    } cases[] = {
+        {-1, 5, 7, 7},   {-1, 5, 100, 7}, {-1, 5, 6, 6},     {-1, 5, 0, 0},  {-1, 5, -3, -3},
+        {-1, 5, INT32_MIN, INT32_MIN},  {0, 5, 7, 0},     {1, 4, 3, 0},   {-2, 5, 6, 0},
+    };
+    for (const auto &c : cases) {
+        Zev_Comm_SetLockPrintLev(-1);
+        Zev_Comm_SetPrintLev(c.before);
+        Zev_Comm_SetLockPrintLev(c.lock);
+        EXPECT_EQ(Zev_Comm_GetPrintLev(), c.before) << "locking alone keeps the level";
+        Zev_Comm_SetPrintLev(c.set);
+        EXPECT_EQ(Zev_Comm_GetPrintLev(), c.after) << "lock " << c.lock << " set " << c.set;
+    }
+}
+
+TEST_F(Frame, UnlockKeepsZeroUntilTheNextSet) {
+    Zev_Comm_SetLockPrintLev(0);
+    Zev_Comm_SetPrintLev(7);
+    EXPECT_EQ(Zev_Comm_GetPrintLev(), 0);
+    EXPECT_EQ(parse_log(emit_all()).lines.size(), 0u);
+    Zev_Comm_SetPrintLev(5);
+    EXPECT_EQ(Zev_Comm_GetPrintLev(), 0) << "still locked";
+    Zev_Comm_SetLockPrintLev(-1);
+    EXPECT_EQ(Zev_Comm_GetPrintLev(), 0);
+    Zev_Comm_SetPrintLev(6);
+    EXPECT_EQ(Zev_Comm_GetPrintLev(), 6);
+}
+
+int check_pointer(const int *p) {
+    ZEV_COMM_CHECK_POINTER(p);
+    return 0;
+}
+
+struct Date {
+    int s32mon;
+    int s32year;
+};
+
+int check_date(const Date *pstDateTime) {
+    ZEV_COMM_CHECK_POINTER(pstDateTime);
+    ZEV_COMM_CHECK_EXPR(1970 < pstDateTime->s32year);
+    ZEV_COMM_CHECK_EXPR(ZEV_COMM_CHECK_RANGE(pstDateTime->s32mon, 1, 12));
+    return 0;
+}
+
+TEST_F(Frame, CheckMacrosReturnAndLogTheSourceText) {
+    const Date ok{12, 2025}, low_month{0, 2025}, neg_month{-1, 2025}, high_month{13, 2025}, old{1, 1970};
+    const struct {
+        const Date *date;
+        int result;
+        const char *line;
+    } cases[] = {
+        {&ok, 0, nullptr},
+        {nullptr, -1, "ERR check_date :pointer[pstDateTime] is NULL\n"},
+        {&old, -2, "ERR check_date :expr[1970 < pstDateTime->s32year] false\n"},
+        {&low_month, -2, "ERR check_date :expr[ZEV_COMM_CHECK_RANGE(pstDateTime->s32mon, 1, 12)] false\n"},
+        {&neg_month, -2, "ERR check_date :expr[ZEV_COMM_CHECK_RANGE(pstDateTime->s32mon, 1, 12)] false\n"},
+        {&high_month, -2, "ERR check_date :expr[ZEV_COMM_CHECK_RANGE(pstDateTime->s32mon, 1, 12)] false\n"},
+    };
+    for (int level : {5, 0}) {
+        Zev_Comm_SetPrintLev(level);
+        for (const auto &c : cases) {
+            int r = 99;
+            const auto lines = testsupport::summarise(capture_stdout([&] { r = check_date(c.date); }));
+            EXPECT_EQ(r, c.result);
+            if (c.line == nullptr || level == 0) {
+                EXPECT_TRUE(lines.empty());
+            } else {
+                ASSERT_EQ(lines.size(), 1u);
+                EXPECT_EQ(lines[0], c.line);
+            }
+        }
+    }
+    int x = 0;
+    EXPECT_EQ(check_pointer(&x), 0);
+}
+
+TEST_F(Frame, RangeIsInclusive) {
+    const struct {
+        int v;
+        bool in;
+    } cases[] = {{0, false}, {1, true}, {12, true}, {13, false}, {-1, false}};
+    for (const auto &c : cases) EXPECT_EQ(ZEV_COMM_CHECK_RANGE(c.v, 1, 12), c.in) << c.v;
+}
+
+}  // namespace
