@@ -27,8 +27,19 @@ struct BoardPart {
     bool (*attach)(Board &board);
 };
 
-// All parts, in the order they are set up.
-const std::vector<BoardPart> &board_parts();
+// All registered parts, sorted by name.
+std::vector<BoardPart> board_parts();
+
+// Each part registers itself from its own file (sim/parts_NAME.cpp):
+//   BOARDSIM_PART(gpio, gpio_create, gpio_attach);
+struct PartRegistrar {
+    explicit PartRegistrar(const BoardPart &part);
+};
+#define BOARDSIM_PART(ident, create, attach)                                                       \
+    static const ::comm::sim::PartRegistrar ident##_part_registrar({#ident, create, attach})
+
+// The value of a board option --NAME=VALUE given to boardsim, or `fallback`.
+std::string board_option(const Board &board, const std::string &name, const std::string &fallback);
 
 // Links root/<rel> to tree/<rel> so that the program sees the persistent
 // file or folder through the testbed.

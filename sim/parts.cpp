@@ -1,20 +1,33 @@
-// The parts of the simulated board.
+// The registry of board parts.
+#include <algorithm>
+#include <cstring>
+
 #include "board.hpp"
-#include "board_tree.hpp"
 
 namespace comm::sim {
 namespace {
-
-bool gpio_create(Board &board) { return make_gpio_class(board.tree); }
-bool gpio_attach(Board &board) { return link_into_root(board, "sys/class/gpio"); }
-
+std::vector<BoardPart> &registered() {
+    static std::vector<BoardPart> parts;
+    return parts;
+}
 }  // namespace
 
-const std::vector<BoardPart> &board_parts() {
-    static const std::vector<BoardPart> parts = {
-        {"gpio", gpio_create, gpio_attach},
-    };
+PartRegistrar::PartRegistrar(const BoardPart &part) { registered().push_back(part); }
+
+std::vector<BoardPart> board_parts() {
+    std::vector<BoardPart> parts = registered();
+    std::sort(parts.begin(), parts.end(),
+              [](const BoardPart &a, const BoardPart &b) { return strcmp(a.name, b.name) < 0; });
     return parts;
+}
+
+std::string board_option(const Board &board, const std::string &name, const std::string &fallback) {
+    std::string value = fallback;
+    for (const std::string &opt : board.options) {
+        if (opt.size() > name.size() && opt.compare(0, name.size(), name) == 0 && opt[name.size()] == '=')
+            value = opt.substr(name.size() + 1);
+    }
+    return value;
 }
 
 }  // namespace comm::sim

@@ -2,6 +2,8 @@
 // sysfs the kernel's reactions to writes. A write to an attribute is acted
 // on when its descriptor is closed, before close returns, so that the
 // program sees the result at once, as it would with the real driver.
+#include "preload.hpp"
+
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -9,17 +11,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
+#include <vector>
 
-#include "board_tree.hpp"
-
+namespace comm::sim {
 namespace {
 
 thread_local bool t_busy = false;
 
-bool ends_with(const std::string &s, const char *suffix) {
-    const size_t n = strlen(suffix);
-    return s.size() >= n && s.compare(s.size() - n, n, suffix) == 0;
+std::vector<CloseReaction> &reactions() {
+    static std::vector<CloseReaction> r;
+    return r;
 }
 
 // The folder of the board's device tree that boardsim exported.
@@ -37,27 +38,21 @@ std::string fd_path(int fd) {
     return std::string(target, static_cast<size_t>(n));
 }
 
-std::string parent(const std::string &path) { return path.substr(0, path.rfind('/')); }
-
-void react(const std::string &path, const std::string &root) {
-    using namespace comm::sim;
-    if (path.compare(0, root.size(), root) != 0) return;
-    if (ends_with(path, "/sys/class/gpio/export")) {
-        gpio_export(parent(path), read_text(path));
-        write_text(path, "");
-    } else if (ends_with(path, "/sys/class/gpio/unexport")) {
-        gpio_unexport(parent(path), read_text(path));
-        write_text(path, "");
-    } else if (path.find("/sys/class/gpio/gpio") != std::string::npos && ends_with(path, "/direction")) {
-        gpio_normalise_direction(parent(path));
-    } else if (path.find("/sys/class/gpio/gpio") != std::string::npos && ends_with(path, "/value")) {
-        gpio_normalise_value(parent(path));
-    }
-}
-
 }  // namespace
 
+ReactionRegistrar::ReactionRegistrar(const CloseReaction &r) { reactions().push_back(r); }
+
+bool ends_with(const std::string &s, const char *suffix) {
+    const size_t n = strlen(suffix);
+    return s.size() >= n && s.compare(s.size() - n, n, suffix) == 0;
+}
+
+std::string parent_dir(const std::string &path) { return path.substr(0, path.rfind('/')); }
+
+}  // namespace comm::sim
+
 extern "C" __attribute__((visibility("default"))) int close(int fd) {
+    using namespace comm::sim;
     using close_fn = int (*)(int);
     static close_fn real_close = reinterpret_cast<close_fn>(dlsym(RTLD_NEXT, "close"));
     const char *root = board_root();
@@ -65,7 +60,14 @@ extern "C" __attribute__((visibility("default"))) int close(int fd) {
     t_busy = true;
     const std::string path = fd_path(fd);
     const int rc = real_close(fd);
-    if (!path.empty()) react(path, root);
+    if (path.compare(0, strlen(root), root) == 0) {
+        for (const CloseReaction &r : reactions()) {
+            if (r.matches(path)) {
+                r.react(path);
+                break;
+            }
+        }
+    }
     t_busy = false;
     return rc;
 }

@@ -1,0 +1,25 @@
+// The preload library's registry of reactions: what the simulated kernel
+// does when a program closes a descriptor on one of the board's files.
+#pragma once
+
+#include <string>
+
+namespace comm::sim {
+
+struct CloseReaction {
+    // True when this reaction handles `path` (a real path inside the board).
+    bool (*matches)(const std::string &path);
+    void (*react)(const std::string &path);
+};
+
+struct ReactionRegistrar {
+    explicit ReactionRegistrar(const CloseReaction &r);
+};
+
+#define BOARDSIM_CLOSE_REACTION(ident, matches, react)                                             \
+    static const ::comm::sim::ReactionRegistrar ident##_reaction_registrar({matches, react})
+
+bool ends_with(const std::string &s, const char *suffix);
+std::string parent_dir(const std::string &path);
+
+}  // namespace comm::sim
