@@ -72,6 +72,34 @@ COMM_API char *Zev_Comm_GetMtdPath(const char *name);
  * be null) and nothing is read. */
 COMM_API uint32_t Zev_Comm_GetMtdEraseSize(const char *name);
 
+/*
+ * Raw block access: positioned reads and writes on an mtd block device, by
+ * device path or by partition index (the index N addresses
+ * "/dev/mtdblockN"). The kernel's mtdblock driver erases and aligns; these
+ * functions check neither offset nor length against the partition.
+ *
+ * Each call opens the device O_RDWR | O_DSYNC (reads too), seeks from the
+ * start, makes one read or write, calls fsync (after reads too), closes and
+ * returns:
+ *    0  all len bytes transferred
+ *   -4  the device could not be opened (nothing to close)
+ *   -5  the seek failed (for instance a negative offset)
+ *   -6  the transfer moved fewer bytes than asked for, or failed; a short
+ *       read leaves the bytes that did arrive in the buffer
+ * A length of 0 opens, seeks, transfers nothing, syncs and returns 0.
+ * Failures of the writes log at WAR, failures of the reads at VER; success
+ * logs nothing. No state, no lock.
+ *
+ * Edge choices: a path of more than 31 characters (the limit of the local
+ * path buffer) is not opened and gives -4 with the function's failure line.
+ * A negative length in the path forms is never passed to the transfer: the
+ * call gives -6 after opening and seeking.
+ */
+COMM_API int32_t Zev_Comm_MtdBlockWrite_ByPath(const char *path, int32_t offset, const char *data, int32_t len);
+COMM_API int32_t Zev_Comm_MtdBlockWrite(int32_t index, int32_t offset, const void *data, uint32_t len);
+COMM_API int32_t Zev_Comm_MtdBlocRead_ByPath(const char *path, int32_t offset, char *buf, int32_t len);
+COMM_API int32_t Zev_Comm_MtdBlocRead(int32_t index, int32_t offset, void *buf, uint32_t len);
+
 COMM_END_DECLS
 
 #endif /* COMM_MTD_H */

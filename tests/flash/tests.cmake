@@ -1,2 +1,7 @@
 comm_add_test(test_line_reader SOURCES flash/test_line_reader.cpp)
 comm_add_test(test_mtd_lookup SOURCES flash/test_mtd_lookup.cpp BOARD)
+add_library(comm_flash_bed STATIC flash/flash_bed.cpp)
+target_link_libraries(comm_flash_bed PUBLIC comm_test_board)
+comm_warnings(comm_flash_bed)
+comm_add_test(test_raw_block SOURCES flash/test_raw_block.cpp BOARD LIBS comm_flash_bed)
+comm_add_test(test_mtd_manager SOURCES flash/test_mtd_manager.cpp BOARD LIBS comm_flash_bed)
