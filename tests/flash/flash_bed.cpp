@@ -5,6 +5,7 @@
 #include <umockdev.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 
 namespace testsupport {
@@ -34,7 +35,26 @@ FlashBed::FlashBed(const std::vector<Partition> &parts) : bed_(std::make_unique<
 }
 
 FlashBed::~FlashBed() {
-    for (UMockdevIoctlBase *h : handlers_) g_object_unref(h);
+    for (auto &d : devices_) g_object_unref(d->handler);
+}
+
+namespace {
+
+// Runs on the testbed's ioctl thread for each read of a device.
+gboolean on_read(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer data) {
+    auto *dev = static_cast<FlashBed::Device *>(data);
+    if (dev->reads_until_failure == 0) return FALSE;
+    if (--dev->reads_until_failure != 0) return FALSE;
+    umockdev_ioctl_client_complete(client, -1, EIO);
+    return TRUE;
+}
+
+}  // namespace
+
+void FlashBed::fail_read(int index, int n) {
+    for (auto &d : devices_) {
+        if (d->index == index) d->reads_until_failure = n;
+    }
 }
 
 void FlashBed::set_mtd_list(const std::string &text) { bed_->write("/proc/mtd", text); }
@@ -54,7 +74,8 @@ void FlashBed::add_device(int index, uint32_t size, unsigned char value) {
         g_clear_error(&error);
         abort();
     }
-    handlers_.push_back(handler);
+    devices_.push_back(std::make_unique<Device>(Device{index, handler, 0}));
+    g_signal_connect(handler, "handle-read", G_CALLBACK(on_read), devices_.back().get());
 }
 
 void FlashBed::remove_device(int index) {

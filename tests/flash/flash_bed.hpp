@@ -44,10 +44,19 @@ public:
     Bytes bytes(int index, uint32_t offset, uint32_t len) const;
     void put(int index, uint32_t offset, const Bytes &data);
     void fill(int index, unsigned char value);
+    // Makes the n-th read (counted from 1, from now on) of /dev/mtdblock<index>
+    // fail with EIO; 0 lets every read through.
+    void fail_read(int index, int n);
+
+    struct Device {
+        int index;
+        UMockdevIoctlBase *handler;
+        int reads_until_failure;  // 0: none planned
+    };
 
 private:
     std::unique_ptr<Testbed> bed_;
-    std::vector<UMockdevIoctlBase *> handlers_;
+    std::vector<std::unique_ptr<Device>> devices_;
 };
 
 // How many descriptors of this process are open on the image of

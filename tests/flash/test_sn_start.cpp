@@ -293,4 +293,38 @@ TEST_F(SnStart, FailedReadsAndRepeatedStarts) {
     capture_stdout([&] { EXPECT_EQ(image_via_store(*flash_), probed(a)); });
 }
 
+TEST_F(SnStart, AFailedReloadWritesNothing) {
+    const Bytes good = good_record("G");
+    const Bytes bad = bad_record({&kSn}, "b");
+    const struct {
+        const char *name;
+        const Bytes &first;
+        const Bytes &second;
+        int device;  // the good copy's device, whose second read fails
+        std::string row;
+        std::string warning;
+    } cases[] = {
+        {"first good", good, bad, kFirstDev, kFirstToSecond,
+         "WAR Zev_SnManager_Start :reload of MTD_PART_SN failed, no repair\n"},
+        {"second good", Bytes(kSize, 0xFF), good, kSecondDev, kSecondToFirst,
+         "WAR Zev_SnManager_Start :reload of MTD_PART_SN_BACKUP failed, no repair\n"},
+    };
+    for (const auto &c : cases) {
+        put_copies(*flash_, c.first, c.second);
+        fake::reset();
+        flash_->fail_read(c.device, 2);
+        const Lines lines = start();
+        ASSERT_GE(lines.size(), 2u);
+        EXPECT_EQ(lines[lines.size() - 2], c.row) << c.name;
+        EXPECT_EQ(lines.back(), c.warning) << c.name;
+        EXPECT_TRUE(fake::unprotect_calls().empty()) << c.name;
+        EXPECT_EQ(first_copy(*flash_), c.first) << c.name;
+        EXPECT_EQ(second_copy(*flash_), c.second) << c.name;
+        // The next start, with reads working again, repairs.
+        EXPECT_EQ(start().back(), c.row) << c.name;
+        EXPECT_EQ(first_copy(*flash_), good) << c.name;
+        EXPECT_EQ(second_copy(*flash_), good) << c.name;
+    }
+}
+
 }  // namespace
