@@ -49,10 +49,10 @@ int32_t get_data(uint32_t stType, unsigned char *out, uint32_t size) {
     const Field &f = *rule->field;
     const size_t n = size < f.size ? size : f.size;
     if (has_slot(f)) {
-        const DigestText computed = digest_text(image() + f.offset, f.size);
-        if (!field_digest_matches(f, computed)) {
+        const FieldCheck check = check_field(image(), f);
+        if (!check.matches) {
             image()[f.slot + kMismatchMarkAt] = 0;
-            ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_GetData", "%s error:%s!=%s!\n", f.name, computed.text,
+            ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_GetData", "%s error:%s!=%s!\n", f.name, check.computed.text,
                             reinterpret_cast<const char *>(image() + f.slot));
             return rule->mismatch;
         }

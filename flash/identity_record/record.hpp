@@ -51,16 +51,32 @@ struct DigestText {
 };
 DigestText digest_text(const unsigned char *p, size_t n);
 
-// The field's digest over its whole size equals the first 32 bytes of its
-// slot in the image.
-bool field_digest_matches(const Field &f, const DigestText &computed);
+// The judging rules work on any 1152-byte record: the image, or a copy
+// read by a tool.
 
-// RecordMd5 of the image agrees with the digest of the first 1104 bytes,
-// compared over the stored string's length (an empty string agrees).
-bool record_digest_matches();
+// The digest of the field over its whole size, and whether it equals the
+// first 32 bytes of the field's slot.
+struct FieldCheck {
+    DigestText computed;
+    bool matches = false;
+};
+FieldCheck check_field(const unsigned char *rec, const Field &f);
 
-// Score of the image: the weights of the non-empty fields whose digest is
+// RecordMd5 agrees with the digest of the first 1104 bytes, compared over
+// the stored string's length (an empty string agrees).
+bool record_digest_matches(const unsigned char *rec);
+
+// Score of a record: the weights of the non-empty fields whose digest is
 // right (0 to 13), logging each one that counts.
-int score();
+int score(const unsigned char *rec);
+
+// What a copy is worth: 0 empty, 100 good, else its score.
+constexpr int kGoodCopy = 100;
+enum class Verdict { empty, good, bad };
+struct CopyValue {
+    Verdict verdict;
+    int value;
+};
+CopyValue value_of(const unsigned char *rec);
 
 }  // namespace comm::sn

@@ -12,7 +12,6 @@
 namespace comm::sn {
 namespace {
 
-constexpr int kGood = 100;
 constexpr int kUnprotectFirst = 2;
 constexpr int kUnprotectSecond = 4;
 constexpr int kProtect = 0;
@@ -32,15 +31,14 @@ int32_t load_copy(Copy c) {
 
 // 0 empty, 100 good, else the score of a bad copy.
 int value_of_image(Copy c) {
-    if (is_empty(image(), kRecordSize)) return 0;
-    if (record_digest_matches()) return kGood;
-    const int s = score();
+    const CopyValue v = value_of(image());
+    if (v.verdict != Verdict::bad) return v.value;
     if (c == Copy::first) {
-        ZEV_COMM_LOG_AS(INF, "Zev_SnManager_Start", "MTD_PART_SN error score=%d!\n", s);
+        ZEV_COMM_LOG_AS(INF, "Zev_SnManager_Start", "MTD_PART_SN error score=%d!\n", v.value);
     } else {
-        ZEV_COMM_LOG_AS(INF, "Zev_SnManager_Start", "MTD_PART_SN_BACKUP error score=%d!\n", s);
+        ZEV_COMM_LOG_AS(INF, "Zev_SnManager_Start", "MTD_PART_SN_BACKUP error score=%d!\n", v.value);
     }
-    return s;
+    return v.value;
 }
 
 void write_copy(Copy target) {
@@ -54,7 +52,8 @@ void write_copy(Copy target) {
 // put zeros (or half a record) over the damaged copy.
 void repair(Copy good, Copy target) {
     const int32_t got = load_copy(good);
-    if (got != static_cast<int32_t>(kRecordSize) || is_empty(image(), kRecordSize) || !record_digest_matches()) {
+    if (got != static_cast<int32_t>(kRecordSize) || is_empty(image(), kRecordSize) ||
+        !record_digest_matches(image())) {
         ZEV_COMM_LOG_AS(WAR, "Zev_SnManager_Start", "reload of %s failed, no repair\n", key_of(good));
         return;
     }
@@ -62,12 +61,12 @@ void repair(Copy good, Copy target) {
 }
 
 void decide(int first, int second) {
-    if (first == kGood && second == kGood) {
+    if (first == kGoodCopy && second == kGoodCopy) {
         ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start", "all ok!\n");
-    } else if (first == kGood) {
+    } else if (first == kGoodCopy) {
         ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start", "backup MTD_PART_SN to MTD_PART_SN_BACKUP\n");
         repair(Copy::first, Copy::second);
-    } else if (second == kGood) {
+    } else if (second == kGoodCopy) {
         ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start", "backup MTD_PART_SN_BACKUP to MTD_PART_SN\n");
         repair(Copy::second, Copy::first);
     } else if (first == 0 && second == 0) {
