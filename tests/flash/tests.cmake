@@ -12,3 +12,11 @@ comm_add_test(test_sn_start SOURCES flash/test_sn_start.cpp BOARD FAKE_SETTINGS 
 comm_add_test(test_sn_powercut SOURCES flash/test_sn_powercut.cpp BOARD FAKE_SETTINGS LIBS comm_sn_records)
 comm_add_test(test_sn_access SOURCES flash/test_sn_access.cpp BOARD FAKE_SETTINGS LIBS comm_sn_records)
 comm_add_test(test_sn_unstarted SOURCES flash/test_sn_unstarted.cpp FAKE_SETTINGS)
+if(COMM_WITH_UMOCKDEV AND COMM_BUILD_TOOLS)
+  comm_add_test(test_flash_commctl SOURCES flash/test_flash_commctl.cpp sim/run.cpp)
+  target_include_directories(test_flash_commctl PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+  target_compile_definitions(test_flash_commctl PRIVATE
+    BOARDSIM_EXE="$<TARGET_FILE:boardsim>" COMMCTL_EXE="$<TARGET_FILE:commctl>")
+  add_dependencies(test_flash_commctl boardsim commctl boardsim_preload)
+  set_property(TEST test_flash_commctl APPEND PROPERTY LABELS board)
+endif()
