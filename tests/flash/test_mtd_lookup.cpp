@@ -32,7 +32,10 @@ const std::string kMtdList =
     "mtd" + std::string(60, '7') + ": 00001000 00001000 \"LONGINDEX\"\n"
     "mtd10: 00002000 00001000 \"" + kName61 + "\"\n"
     "mtd11: 00002000 00001000 \"" + kName62 + "\"\n"
-    "mtd12: 00001000 00001000 \"\"\n";
+    "mtd12: 00001000 00001000 \"\"\n"
+    // Longer than the 256-byte line window: the reader splits them.
+    "mtd13: 00003000 00001000 \"LONGLINE\"" + std::string(280, ' ') + "tail\n"
+    "mtd14: 00004000 00001000 " + std::string(260, '-') + " \"LATEKEY\"\n";
 
 class MtdLookup : public ::testing::Test {
 protected:
@@ -65,6 +68,8 @@ TEST_F(MtdLookup, SizeAndPathOfEachPartition) {
         {"CUST", 0, nullptr},
         {"key_cust", 0, nullptr},
         {"", 0x1000, "/dev/mtdblock12"},  // the key "" is in that line
+        {"LONGLINE", 0x3000, "/dev/mtdblock13"},
+        {"LATEKEY", 0, nullptr},  // its key lands in a piece without "mtd" and colon
         {nullptr, 0, nullptr},
     };
     for (const auto &c : cases) {
