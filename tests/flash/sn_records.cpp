@@ -3,6 +3,8 @@
 #include <cstring>
 
 #include "comm_digest.h"
+#include "log_lines.hpp"
+#include "settings_fake.hpp"
 
 namespace testsupport::sn {
 
@@ -82,5 +84,18 @@ void put_copies(FlashBed &flash, const Bytes &first, const Bytes &second) {
 
 Bytes first_copy(const FlashBed &flash) { return flash.bytes(kFirstDev, kCopyAt, kSize); }
 Bytes second_copy(const FlashBed &flash) { return flash.bytes(kSecondDev, kCopyAt, kSize); }
+
+void snapshot_on_unprotect(const FlashBed &flash, std::vector<Snapshot> &snaps) {
+    settings_fake::on_unprotect(
+        [&flash, &snaps](int flag) { snaps.push_back({flag, first_copy(flash), second_copy(flash)}); });
+}
+
+std::vector<std::string> record_lines(const std::string &out) {
+    std::vector<std::string> kept;
+    for (const std::string &l : summarise(out)) {
+        if (l.find(" Zev_SnManager_") != std::string::npos) kept.push_back(l);
+    }
+    return kept;
+}
 
 }  // namespace testsupport::sn

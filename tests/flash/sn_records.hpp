@@ -53,4 +53,17 @@ void put_copies(FlashBed &flash, const Bytes &first, const Bytes &second);
 Bytes first_copy(const FlashBed &flash);
 Bytes second_copy(const FlashBed &flash);
 
+// Both copies as they stood at a Zev_Settings_UnProtect call.
+struct Snapshot {
+    int flag;
+    Bytes first;
+    Bytes second;
+};
+// Makes the settings fake append a snapshot to `snaps` at each
+// Zev_Settings_UnProtect call.
+void snapshot_on_unprotect(const FlashBed &flash, std::vector<Snapshot> &snaps);
+
+// The identity record's own lines of captured output, as "TAG func :msg".
+std::vector<std::string> record_lines(const std::string &out);
+
 }  // namespace testsupport::sn

@@ -21,12 +21,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-struct Snapshot {
-    int flag;
-    Bytes first;
-    Bytes second;
-};
-
 class SnAccess : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -35,7 +29,7 @@ protected:
         fake::reset();
         Zev_Comm_SetPrintLev(0);
         Zev_SnManager_Start();  // blank flash: a zero image
-        fake::on_unprotect([this](int flag) { snaps_.push_back({flag, first_copy(*flash_), second_copy(*flash_)}); });
+        snapshot_on_unprotect(*flash_, snaps_);
     }
     void TearDown() override { fake::reset(); }
 
@@ -48,14 +42,10 @@ protected:
     // The identity record's log lines of fn.
     template <typename Fn>
     Lines logged(Fn fn) {
-        Lines kept;
         Zev_Comm_SetPrintLev(5);
         const std::string out = capture_stdout(fn);
         Zev_Comm_SetPrintLev(0);
-        for (const std::string &l : testsupport::summarise(out)) {
-            if (l.find(" Zev_SnManager_") != std::string::npos) kept.push_back(l);
-        }
-        return kept;
+        return record_lines(out);
     }
     int update(uint32_t type, const Bytes &value) {
         return Zev_SnManager_Update(type, value.data(), static_cast<int32_t>(value.size()));

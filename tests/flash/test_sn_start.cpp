@@ -22,21 +22,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// The record lines of a run: those of the identity record's functions.
-Lines record_lines(const std::string &out) {
-    Lines kept;
-    for (const std::string &l : testsupport::summarise(out)) {
-        if (l.find(" Zev_SnManager_") != std::string::npos) kept.push_back(l);
-    }
-    return kept;
-}
-
-// The image as Zev_SnManager_GetData shows it: every field read whole.
-struct Snapshot {
-    int flag;
-    Bytes first;
-    Bytes second;
-};
 
 class SnStart : public ::testing::Test {
 protected:
@@ -44,7 +29,7 @@ protected:
         REQUIRE_TESTBED();
         flash_ = std::make_unique<testsupport::FlashBed>();
         fake::reset();
-        fake::on_unprotect([this](int flag) { snaps_.push_back({flag, first_copy(*flash_), second_copy(*flash_)}); });
+        snapshot_on_unprotect(*flash_, snaps_);
         Zev_Comm_SetPrintLev(5);
     }
     void TearDown() override { fake::reset(); }
@@ -173,31 +158,24 @@ TEST_F(SnStart, DecisionTable) {
         want.push_back(row.line);
         EXPECT_EQ(start(), want) << label;
 
-        const Bytes first_after = first_copy(*flash_), second_after = second_copy(*flash_);
-        switch (row.written) {
-        case Written::none:
-            EXPECT_EQ(first_after, row.first.bytes) << label;
-            EXPECT_EQ(second_after, row.second.bytes) << label;
+        if (row.written == Written::none) {
+            EXPECT_EQ(first_copy(*flash_), row.first.bytes) << label;
+            EXPECT_EQ(second_copy(*flash_), row.second.bytes) << label;
             EXPECT_TRUE(snaps_.empty()) << label;
-            break;
-        case Written::second:
-            EXPECT_EQ(first_after, row.first.bytes) << label;
-            EXPECT_EQ(second_after, row.first.bytes) << label;
+        } else {
+            // The good copy goes over the other one, under 2 (first) or 4
+            // (second) before the write and 0 after it.
+            const bool to_second = row.written == Written::second;
+            const Bytes &good = to_second ? row.first.bytes : row.second.bytes;
+            const Bytes &damaged = to_second ? row.second.bytes : row.first.bytes;
+            const auto target = [&](const Snapshot &s) { return to_second ? s.second : s.first; };
+            EXPECT_EQ(first_copy(*flash_), good) << label;
+            EXPECT_EQ(second_copy(*flash_), good) << label;
             ASSERT_EQ(snaps_.size(), 2u) << label;
-            EXPECT_EQ(snaps_[0].flag, 4);
-            EXPECT_EQ(snaps_[0].second, row.second.bytes) << "lifted before the write, " << label;
-            EXPECT_EQ(snaps_[1].flag, 0);
-            EXPECT_EQ(snaps_[1].second, row.first.bytes) << "restored after the write, " << label;
-            break;
-        case Written::first:
-            EXPECT_EQ(first_after, row.second.bytes) << label;
-            EXPECT_EQ(second_after, row.second.bytes) << label;
-            ASSERT_EQ(snaps_.size(), 2u) << label;
-            EXPECT_EQ(snaps_[0].flag, 2);
-            EXPECT_EQ(snaps_[0].first, row.first.bytes) << "lifted before the write, " << label;
-            EXPECT_EQ(snaps_[1].flag, 0);
-            EXPECT_EQ(snaps_[1].first, row.second.bytes) << "restored after the write, " << label;
-            break;
+            EXPECT_EQ(snaps_[0].flag, to_second ? 4 : 2) << label;
+            EXPECT_EQ(target(snaps_[0]), damaged) << "lifted before the write, " << label;
+            EXPECT_EQ(snaps_[1].flag, 0) << label;
+            EXPECT_EQ(target(snaps_[1]), good) << "restored after the write, " << label;
         }
         const Bytes loaded = row.image == Image::zero    ? Bytes(kSize, 0)
                              : row.image == Image::first ? row.first.bytes
