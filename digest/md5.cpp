@@ -98,7 +98,9 @@ COMM_API void MD5Init(MD5Context *ctx) {
     ctx->count[1] = 0;
 }
 
-COMM_API void MD5Update(MD5Context *ctx, const unsigned char *in, uint32_t len) { comm::md5::update(ctx, in, len); }
+COMM_API void MD5Update(MD5Context *ctx, const unsigned char *in, uint32_t len) {
+    comm::md5::update(ctx, in, len);
+}
 
 COMM_API void MD5Final(unsigned char *digest, MD5Context *ctx) { comm::md5::final(digest, ctx); }
 

@@ -10,7 +10,8 @@ namespace comm::flash {
 // O_RDWR | O_DSYNC as the board's kernel numbers them (0x1002 on ARM).
 constexpr int kOpenFlags = O_RDWR | O_DSYNC;
 
-TransferResult transfer(const char *path, long long offset, void *buf, long long len, Direction dir, bool sync) {
+TransferResult transfer(const char *path, long long offset, void *buf, long long len, Direction dir,
+                        bool sync) {
     TransferResult r;
     UniqueFd fd(open(path, kOpenFlags));
     if (!fd) {

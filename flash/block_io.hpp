@@ -19,6 +19,7 @@ constexpr int32_t kSeekFailed = -5;
 constexpr int32_t kShortTransfer = -6;
 
 // `len` < 0 is never handed to read/write: the transfer counts as failed.
-TransferResult transfer(const char *path, long long offset, void *buf, long long len, Direction dir, bool sync);
+TransferResult transfer(const char *path, long long offset, void *buf, long long len, Direction dir,
+                        bool sync);
 
 }  // namespace comm::flash

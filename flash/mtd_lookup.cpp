@@ -78,13 +78,14 @@ extern "C" {
 
 COMM_API uint32_t Zev_Comm_GetMtdPartSize(const char *name) {
     const comm::SearchKey key = comm::make_key(name);
-    return comm::with_partition_line<uint32_t>(key, 0u, [](const char *line) { return comm::size_from_line(line); });
+    return comm::with_partition_line<uint32_t>(key, 0u,
+                                               [](const char *line) { return comm::size_from_line(line); });
 }
 
 COMM_API char *Zev_Comm_GetMtdPath(const char *name) {
     const comm::SearchKey key = comm::make_key(name);
-    return comm::with_partition_line<char *>(key, nullptr,
-                                             [&key](char *line) { return comm::path_from_line(line, key.text); });
+    return comm::with_partition_line<char *>(
+        key, nullptr, [&key](char *line) { return comm::path_from_line(line, key.text); });
 }
 
 COMM_API uint32_t Zev_Comm_GetMtdEraseSize(const char *name) {

@@ -47,7 +47,8 @@ using comm::flash::Direction;
 
 extern "C" {
 
-COMM_API int32_t Zev_Comm_MtdBlockWrite_ByPath(const char *path, int32_t offset, const char *data, int32_t len) {
+COMM_API int32_t Zev_Comm_MtdBlockWrite_ByPath(const char *path, int32_t offset, const char *data,
+                                               int32_t len) {
     const comm::flash::DevPath p = comm::flash::copy_path(path);
     const auto r = comm::flash::transfer_at(p, offset, const_cast<char *>(data), len, Direction::write);
     if (r.code != 0) ZEV_COMM_WAR("[%s] offset:%d len:%d, ret = %d\n", p.text, offset, len, r.code);
@@ -58,8 +59,8 @@ COMM_API int32_t Zev_Comm_MtdBlockWrite(int32_t index, int32_t offset, const voi
     const comm::flash::DevPath p = comm::flash::index_path(index);
     const auto r = comm::flash::transfer_at(p, offset, const_cast<void *>(data), len, Direction::write);
     if (r.code != 0) {
-        ZEV_COMM_WAR("[%s] iRetLen:%d,offset:%d len:%d, ret = %d\n", p.text, static_cast<int>(r.transferred), offset,
-                     static_cast<int>(len), r.code);
+        ZEV_COMM_WAR("[%s] iRetLen:%d,offset:%d len:%d, ret = %d\n", p.text, static_cast<int>(r.transferred),
+                     offset, static_cast<int>(len), r.code);
     }
     return r.code;
 }

@@ -95,7 +95,8 @@ COMM_API uint32_t Zev_Comm_GetMtdEraseSize(const char *name);
  * A negative length in the path forms is never passed to the transfer: the
  * call gives -6 after opening and seeking.
  */
-COMM_API int32_t Zev_Comm_MtdBlockWrite_ByPath(const char *path, int32_t offset, const char *data, int32_t len);
+COMM_API int32_t Zev_Comm_MtdBlockWrite_ByPath(const char *path, int32_t offset, const char *data,
+                                               int32_t len);
 COMM_API int32_t Zev_Comm_MtdBlockWrite(int32_t index, int32_t offset, const void *data, uint32_t len);
 COMM_API int32_t Zev_Comm_MtdBlocRead_ByPath(const char *path, int32_t offset, char *buf, int32_t len);
 COMM_API int32_t Zev_Comm_MtdBlocRead(int32_t index, int32_t offset, void *buf, uint32_t len);

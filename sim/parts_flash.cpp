@@ -22,9 +22,8 @@ struct FlashPartition {
 
 // KEY_CUST1 stands before KEY_CUST, so a lookup must match the quoted name.
 constexpr FlashPartition kPartitions[] = {
-    {0, "BOOT", 0x40000, 0x10000},     {1, "ENV", 0x10000, 0x1000},
-    {2, "KEY_CUST1", 0x8000, 0x1000},  {3, "KEY_CUST", 0x8000, 0x1000},
-    {4, "SETTINGS", 0x10000, 0x1000},  {5, "KERNEL", 0x100000, 0x10000},
+    {0, "BOOT", 0x40000, 0x10000},   {1, "ENV", 0x10000, 0x1000},      {2, "KEY_CUST1", 0x8000, 0x1000},
+    {3, "KEY_CUST", 0x8000, 0x1000}, {4, "SETTINGS", 0x10000, 0x1000}, {5, "KERNEL", 0x100000, 0x10000},
 };
 
 std::string mtd_list() {
@@ -63,7 +62,8 @@ bool flash_attach(Board &board) {
         // umockdev reaches every node under /dev through an ioctl socket; a
         // handler that handles nothing lets reads, writes and seeks through
         // to the image. It lives as long as boardsim.
-        auto *handler = static_cast<UMockdevIoctlBase *>(g_object_new(umockdev_ioctl_base_get_type(), nullptr));
+        auto *handler =
+            static_cast<UMockdevIoctlBase *>(g_object_new(umockdev_ioctl_base_get_type(), nullptr));
         GError *error = nullptr;
         if (!umockdev_testbed_attach_ioctl(board.testbed, ("/" + rel).c_str(), handler, &error)) {
             fprintf(stderr, "boardsim: cannot attach /%s: %s\n", rel.c_str(), error ? error->message : "?");

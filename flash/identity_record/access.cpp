@@ -28,10 +28,15 @@ struct WriteRule {
     int32_t too_long;
 };
 
-constexpr ReadRule kReadOrder[] = {{&kSn, -1},     {&kSpeech, -2}, {&kDid, -2}, {&kAdas, -3},
-                                   {&kPlain1, 0},  {&kPlain2, 0},  {&kUi, -3}};
-constexpr WriteRule kWriteOrder[] = {{&kSn, 63, -2},     {&kDid, 63, -21},    {&kSpeech, 63, -3}, {&kAdas, 63, -4},
-                                     {&kPlain1, 48, kPlainTooLong}, {&kPlain2, 48, kPlainTooLong}, {&kUi, 512, -5}};
+constexpr ReadRule kReadOrder[] = {{&kSn, -1},    {&kSpeech, -2}, {&kDid, -2}, {&kAdas, -3},
+                                   {&kPlain1, 0}, {&kPlain2, 0},  {&kUi, -3}};
+constexpr WriteRule kWriteOrder[] = {{&kSn, 63, -2},
+                                     {&kDid, 63, -21},
+                                     {&kSpeech, 63, -3},
+                                     {&kAdas, 63, -4},
+                                     {&kPlain1, 48, kPlainTooLong},
+                                     {&kPlain2, 48, kPlainTooLong},
+                                     {&kUi, 512, -5}};
 
 template <typename Rule, size_t N>
 const Rule *first_chosen(const Rule (&order)[N], uint32_t stType) {
@@ -132,8 +137,9 @@ COMM_API int32_t Zev_SnManager_GetData(uint32_t stType, void *DataOut, uint32_t 
 
 COMM_API int32_t Zev_SnManager_Update(uint32_t stType, const void *DataIn, int32_t size) {
     if (DataIn == nullptr || size == 0) {
-        ZEV_COMM_WAR("DataIn=0x%x, size=%d, erase type:%d\n", static_cast<unsigned>(reinterpret_cast<uintptr_t>(DataIn)),
-                     size, static_cast<int>(stType));
+        ZEV_COMM_WAR("DataIn=0x%x, size=%d, erase type:%d\n",
+                     static_cast<unsigned>(reinterpret_cast<uintptr_t>(DataIn)), size,
+                     static_cast<int>(stType));
         return comm::sn::erase_field(stType);
     }
     return comm::sn::write_field(stType, static_cast<const unsigned char *>(DataIn), size);

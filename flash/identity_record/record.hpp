@@ -11,9 +11,9 @@ constexpr size_t kRecordSize = 1152;
 constexpr size_t kDigestedSize = 0x450;  // RecordMd5 covers everything before it
 constexpr size_t kRecordMd5At = 0x450;
 constexpr size_t kSlotSize = 48;
-constexpr size_t kTextSize = 32;          // digest text, without its NUL
-constexpr size_t kSlotStoreSize = 33;     // digest text and its NUL
-constexpr size_t kMismatchMarkAt = 33;    // slot byte zeroed by a failed read
+constexpr size_t kTextSize = 32;        // digest text, without its NUL
+constexpr size_t kSlotStoreSize = 33;   // digest text and its NUL
+constexpr size_t kMismatchMarkAt = 33;  // slot byte zeroed by a failed read
 
 constexpr const char *kFirstKey = "MTD_PART_SN";
 constexpr const char *kSecondKey = "MTD_PART_SN_BACKUP";

@@ -73,10 +73,12 @@ void decide(int first, int second) {
         ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start", "no any data!\n");
         memset(image(), 0, kRecordSize);
     } else if (first > second) {
-        ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start", "all error, but bMTD_PART_SN_Score > bMTD_PART_SN_BACKUP_Score!\n");
+        ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start",
+                        "all error, but bMTD_PART_SN_Score > bMTD_PART_SN_BACKUP_Score!\n");
         (void)load_copy(Copy::first);
     } else {
-        ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start", "all error, but bMTD_PART_SN_BACKUP_Score > bMTD_PART_SN_Score!\n");
+        ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start",
+                        "all error, but bMTD_PART_SN_BACKUP_Score > bMTD_PART_SN_Score!\n");
         (void)load_copy(Copy::second);
     }
 }

@@ -19,14 +19,10 @@ struct MapRow {
 constexpr int32_t kNoBlock = -1;
 
 constexpr MapRow kFlashMap[] = {
-    {"MTD_PART_UI", "KEY_CUST", 0},
-    {"MTD_PART_UI_BACKUP", "KEY_CUST1", 0},
-    {"MTD_PART_SETTINGS", "SETTINGS", 2},
-    {"MTD_PART_SETTINGS_BACKUP", "KEY_CUST", 2},
-    {"MTD_PART_FACTORY", "KEY_CUST", 4},
-    {"MTD_PART_SN", "KEY_CUST", 6},
-    {"MTD_PART_SN_BACKUP", "KEY_CUST1", 6},
-    {"MTD_PART_END", "END", kNoBlock},
+    {"MTD_PART_UI", "KEY_CUST", 0},         {"MTD_PART_UI_BACKUP", "KEY_CUST1", 0},
+    {"MTD_PART_SETTINGS", "SETTINGS", 2},   {"MTD_PART_SETTINGS_BACKUP", "KEY_CUST", 2},
+    {"MTD_PART_FACTORY", "KEY_CUST", 4},    {"MTD_PART_SN", "KEY_CUST", 6},
+    {"MTD_PART_SN_BACKUP", "KEY_CUST1", 6}, {"MTD_PART_END", "END", kNoBlock},
 };
 
 constexpr int32_t kNullKey = -1;
@@ -55,8 +51,8 @@ int32_t region_transfer(const char *api, const char *key, uint32_t offset, void 
     const uint64_t base = static_cast<uint64_t>(row->block) * erase;
     const uint32_t size = Zev_Comm_GetMtdPartSize(row->partition);
     if (size == 0) return kNoPartition;
-    ZEV_COMM_LOG_AS(INF, api, "%s size:%d, %s offset:%d, len=%d\n", row->partition, static_cast<int>(size), key,
-                    static_cast<int>(base), static_cast<int>(len));
+    ZEV_COMM_LOG_AS(INF, api, "%s size:%d, %s offset:%d, len=%d\n", row->partition, static_cast<int>(size),
+                    key, static_cast<int>(base), static_cast<int>(len));
     const uint64_t start = base + offset;
     if (start + len > size) return kPastEnd;
     const char *path = Zev_Comm_GetMtdPath(row->partition);
@@ -65,8 +61,8 @@ int32_t region_transfer(const char *api, const char *key, uint32_t offset, void 
     return r.code != 0 ? r.code : static_cast<int32_t>(len);
 }
 
-int32_t logged_transfer(const char *api, const char *key, uint32_t offset, void *buf, uint32_t len, Direction dir,
-                        bool sync) {
+int32_t logged_transfer(const char *api, const char *key, uint32_t offset, void *buf, uint32_t len,
+                        Direction dir, bool sync) {
     const int32_t r = region_transfer(api, key, offset, buf, len, dir, sync);
     if (r < 0) ZEV_COMM_LOG_AS(ERR, api, "[%s] ret = %d\n", key != nullptr ? key : "UNK", r);
     return r;
@@ -81,7 +77,8 @@ COMM_API int32_t Zev_MtdMgr_Read(const char *key, uint32_t offset, void *buf, ui
     return comm::flash::logged_transfer(__func__, key, offset, buf, len, comm::flash::Direction::read, false);
 }
 
-COMM_API int32_t Zev_MtdMgr_Write(const char *key, uint32_t offset, const void *data, uint32_t len, int sync) {
+COMM_API int32_t Zev_MtdMgr_Write(const char *key, uint32_t offset, const void *data, uint32_t len,
+                                  int sync) {
     return comm::flash::logged_transfer(__func__, key, offset, const_cast<void *>(data), len,
                                         comm::flash::Direction::write, sync != 0);
 }

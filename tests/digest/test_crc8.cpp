@@ -46,7 +46,7 @@ TEST(Crc8, KnownValues) {
         {&all, 1, 0, 0x9F},
         {&all, 1, 0xFF, 0x00},  // entry 0
         {"", 0, 0x5A, 0x5A},
-        {nullptr, 0, 0xC3, 0xC3},  // length 0 does not read the pointer
+        {nullptr, 0, 0xC3, 0xC3},       // length 0 does not read the pointer
         {"123456789", 9, 0x100, 0x7C},  // only the low 8 bits of the start count
         {"123456789", 9, 0xFFFFFFFF, 0x7F},
         {nullptr, 0, 0x1A5, 0xA5},

@@ -1,12 +1,12 @@
 // MD5 in both forms against RFC 1321's suite and an independent bit-level
 // reference (constants derived from the sine function, not copied).
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "comm_digest.h"
@@ -20,7 +20,8 @@ using Bytes = std::vector<unsigned char>;
 std::string reference_md5(const Bytes &msg) {
     static const int shifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
     uint32_t k[64];
-    for (int i = 0; i < 64; ++i) k[i] = static_cast<uint32_t>(std::floor(std::fabs(std::sin(i + 1.0)) * 4294967296.0));
+    for (int i = 0; i < 64; ++i)
+        k[i] = static_cast<uint32_t>(std::floor(std::fabs(std::sin(i + 1.0)) * 4294967296.0));
     Bytes m = msg;
     const uint64_t bits = static_cast<uint64_t>(msg.size()) * 8;
     m.push_back(0x80);
@@ -38,10 +39,19 @@ std::string reference_md5(const Bytes &msg) {
             const int round = i / 16;
             uint32_t f;
             int g;
-            if (round == 0) { f = (b & c) | (~b & d); g = i; }
-            else if (round == 1) { f = (d & b) | (~d & c); g = (5 * i + 1) % 16; }
-            else if (round == 2) { f = b ^ c ^ d; g = (3 * i + 5) % 16; }
-            else { f = c ^ (b | ~d); g = (7 * i) % 16; }
+            if (round == 0) {
+                f = (b & c) | (~b & d);
+                g = i;
+            } else if (round == 1) {
+                f = (d & b) | (~d & c);
+                g = (5 * i + 1) % 16;
+            } else if (round == 2) {
+                f = b ^ c ^ d;
+                g = (3 * i + 5) % 16;
+            } else {
+                f = c ^ (b | ~d);
+                g = (7 * i) % 16;
+            }
             const uint32_t sum = a + f + k[i] + w[g];
             const int s = shifts[round][i % 4];
             a = d;
@@ -49,7 +59,10 @@ std::string reference_md5(const Bytes &msg) {
             c = b;
             b = b + ((sum << s) | (sum >> (32 - s)));
         }
-        h[0] += a; h[1] += b; h[2] += c; h[3] += d;
+        h[0] += a;
+        h[1] += b;
+        h[2] += c;
+        h[3] += d;
     }
     char text[33];
     for (int i = 0; i < 16; ++i) snprintf(text + 2 * i, 3, "%02x", (h[i / 4] >> (8 * (i % 4))) & 0xFF);
@@ -111,7 +124,8 @@ TEST(Md5, Rfc1321Suite) {
         {"abc", "900150983cd24fb0d6963f7d28e17f72"},
         {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
         {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
-        {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
+        {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
+         "d174ab98d277d9f5a5611c2c9f419d9f"},
         {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
          "57edf4a22be3c955ac49da2e2107b67a"},
     };
@@ -161,7 +175,8 @@ TEST(Md5, LargeAndUnalignedInput) {
     EXPECT_EQ(streamed(big, {1, 4096, 4097, 700001}), want);
     // Whole blocks are read straight from the caller's memory, at any alignment.
     for (size_t shift = 1; shift < 8; ++shift) {
-        const Bytes part(big.begin() + static_cast<long>(shift), big.begin() + static_cast<long>(shift) + 1000);
+        const Bytes part(big.begin() + static_cast<long>(shift),
+                         big.begin() + static_cast<long>(shift) + 1000);
         unsigned char d[16];
         dir_md5_digest(d, big.data() + shift, 1000);
         EXPECT_EQ(hex(d), reference_md5(part)) << shift;

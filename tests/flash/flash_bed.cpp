@@ -59,7 +59,9 @@ void FlashBed::fail_read(int index, int n) {
 
 void FlashBed::set_mtd_list(const std::string &text) { bed_->write("/proc/mtd", text); }
 
-std::string FlashBed::image_path(int index) const { return bed_->path("/dev/mtdblock" + std::to_string(index)); }
+std::string FlashBed::image_path(int index) const {
+    return bed_->path("/dev/mtdblock" + std::to_string(index));
+}
 
 void FlashBed::add_device(int index, uint32_t size, unsigned char value) {
     const std::string dev = "/dev/mtdblock" + std::to_string(index);

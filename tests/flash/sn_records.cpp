@@ -29,7 +29,9 @@ std::string text_of(const unsigned char *p, size_t n) {
 
 Bytes text(const std::string &s) { return Bytes(s.begin(), s.end()); }
 
-std::string field_digest(const Bytes &rec, const FieldSpec &f) { return text_of(rec.data() + f.offset, f.size); }
+std::string field_digest(const Bytes &rec, const FieldSpec &f) {
+    return text_of(rec.data() + f.offset, f.size);
+}
 
 void put_field(Bytes &rec, const FieldSpec &f, const Bytes &value, bool digest) {
     memcpy(rec.data() + f.offset, value.data(), value.size());
@@ -46,7 +48,8 @@ void seal(Bytes &rec) {
 void break_seal(Bytes &rec) { memcpy(rec.data() + kRecordMd5, "00000000000000000000000000000000", 33); }
 
 Bytes field_bytes(const Bytes &rec, const FieldSpec &f) {
-    return Bytes(rec.begin() + static_cast<long>(f.offset), rec.begin() + static_cast<long>(f.offset + f.size));
+    return Bytes(rec.begin() + static_cast<long>(f.offset),
+                 rec.begin() + static_cast<long>(f.offset + f.size));
 }
 
 bool sealed(const Bytes &rec) {
@@ -86,8 +89,9 @@ Bytes first_copy(const FlashBed &flash) { return flash.bytes(kFirstDev, kCopyAt,
 Bytes second_copy(const FlashBed &flash) { return flash.bytes(kSecondDev, kCopyAt, kSize); }
 
 void snapshot_on_unprotect(const FlashBed &flash, std::vector<Snapshot> &snaps) {
-    settings_fake::on_unprotect(
-        [&flash, &snaps](int flag) { snaps.push_back({flag, first_copy(flash), second_copy(flash)}); });
+    settings_fake::on_unprotect([&flash, &snaps](int flag) {
+        snaps.push_back({flag, first_copy(flash), second_copy(flash)});
+    });
 }
 
 std::vector<std::string> record_lines(const std::string &out) {

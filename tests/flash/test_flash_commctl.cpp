@@ -17,7 +17,8 @@ namespace {
 class FlashCommctl : public ::testing::Test {
 protected:
     RunResult commctl(std::vector<std::string> args) {
-        std::vector<std::string> argv = {BOARDSIM_EXE, "--state", state_.path(), "--", COMMCTL_EXE, "--level", "0"};
+        std::vector<std::string> argv = {BOARDSIM_EXE, "--state", state_.path(), "--", COMMCTL_EXE,
+                                         "--level",    "0"};
         argv.insert(argv.end(), args.begin(), args.end());
         return run(argv, {"ZEV_SETTINGS_FILE="});
     }
@@ -29,7 +30,8 @@ protected:
 TEST_F(FlashCommctl, RecordSurvivesRunsAndRepairsItself) {
     RunResult r = commctl({"sn", "show"});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("MTD_PART_SN         empty\nMTD_PART_SN_BACKUP  empty\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("MTD_PART_SN         empty\nMTD_PART_SN_BACKUP  empty\n"), std::string::npos)
+        << r.out;
     EXPECT_EQ(testsupport::read_file(image(3)), std::string(0x8000, '\xff'));
 
     ASSERT_EQ(commctl({"sn", "set", "Sn", "SN-0042"}).status, 0);
@@ -46,7 +48,8 @@ TEST_F(FlashCommctl, RecordSurvivesRunsAndRepairsItself) {
     second[0x6000] = 'X';
     ASSERT_TRUE(testsupport::write_file(image(2), second));
     r = commctl({"sn", "show"});
-    EXPECT_NE(r.out.find("MTD_PART_SN         good\nMTD_PART_SN_BACKUP  bad, score 2 of 13\n"), std::string::npos)
+    EXPECT_NE(r.out.find("MTD_PART_SN         good\nMTD_PART_SN_BACKUP  bad, score 2 of 13\n"),
+              std::string::npos)
         << r.out;
     EXPECT_NE(r.out.find("Sn      ok        WRONG     readable   \"SN-0042\"\n"), std::string::npos) << r.out;
     EXPECT_EQ(testsupport::read_file(image(2)).substr(0x6000, 1152), first);

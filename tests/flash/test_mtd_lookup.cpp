@@ -29,13 +29,22 @@ const std::string kMtdList =
     "mtd6: zz 00001000 \"BADSIZE\"\n"
     "\"NOCOLON\" mtd8 00001000\n"
     "md: 00001000 00001000 \"SHORTCOLON\"\n"
-    "mtd" + std::string(60, '7') + ": 00001000 00001000 \"LONGINDEX\"\n"
-    "mtd10: 00002000 00001000 \"" + kName61 + "\"\n"
-    "mtd11: 00002000 00001000 \"" + kName62 + "\"\n"
+    "mtd" +
+    std::string(60, '7') +
+    ": 00001000 00001000 \"LONGINDEX\"\n"
+    "mtd10: 00002000 00001000 \"" +
+    kName61 +
+    "\"\n"
+    "mtd11: 00002000 00001000 \"" +
+    kName62 +
+    "\"\n"
     "mtd12: 00001000 00001000 \"\"\n"
     // Longer than the 256-byte line window: the reader splits them.
-    "mtd13: 00003000 00001000 \"LONGLINE\"" + std::string(280, ' ') + "tail\n"
-    "mtd14: 00004000 00001000 " + std::string(260, '-') + " \"LATEKEY\"\n";
+    "mtd13: 00003000 00001000 \"LONGLINE\"" +
+    std::string(280, ' ') +
+    "tail\n"
+    "mtd14: 00004000 00001000 " +
+    std::string(260, '-') + " \"LATEKEY\"\n";
 
 class MtdLookup : public ::testing::Test {
 protected:
@@ -89,15 +98,15 @@ TEST_F(MtdLookup, FoundLinesAreLoggedAtDebug) {
     uint32_t size = 0;
     auto lines = summarise(capture_stdout([&] { size = Zev_Comm_GetMtdPartSize("KEY_CUST"); }));
     EXPECT_EQ(size, 0x8000u);
-    EXPECT_EQ(lines, (std::vector<std::string>{
-                         "DBG Zev_Comm_GetMtdPartSize :mtd2: 00008000 00001000 \"KEY_CUST\"\n",
-                         "DBG Zev_Comm_GetMtdPartSize :part2:size = 32768 (0x8000)\n"}));
+    EXPECT_EQ(lines,
+              (std::vector<std::string>{"DBG Zev_Comm_GetMtdPartSize :mtd2: 00008000 00001000 \"KEY_CUST\"\n",
+                                        "DBG Zev_Comm_GetMtdPartSize :part2:size = 32768 (0x8000)\n"}));
     lines = summarise(capture_stdout([] { Zev_Comm_GetMtdPath("KERNEL"); }));
-    EXPECT_EQ(lines, std::vector<std::string>{"DBG Zev_Comm_GetMtdPath :\"KERNEL\" strPath = /dev/mtdblock5\n"});
+    EXPECT_EQ(lines,
+              std::vector<std::string>{"DBG Zev_Comm_GetMtdPath :\"KERNEL\" strPath = /dev/mtdblock5\n"});
     lines = summarise(capture_stdout([] { Zev_Comm_GetMtdPartSize("BADSIZE"); }));
-    EXPECT_EQ(lines, (std::vector<std::string>{
-                         "DBG Zev_Comm_GetMtdPartSize :mtd6: zz 00001000 \"BADSIZE\"\n",
-                         "DBG Zev_Comm_GetMtdPartSize :part6:size = 0 (0x0)\n"}));
+    EXPECT_EQ(lines, (std::vector<std::string>{"DBG Zev_Comm_GetMtdPartSize :mtd6: zz 00001000 \"BADSIZE\"\n",
+                                               "DBG Zev_Comm_GetMtdPartSize :part6:size = 0 (0x0)\n"}));
     Zev_Comm_SetPrintLev(3);
     EXPECT_EQ(capture_stdout([] { Zev_Comm_GetMtdPartSize("KEY_CUST"); }), "");
 }

@@ -36,7 +36,8 @@ protected:
 
 std::string inf(const char *api, const char *part, int size, const char *key, int base, int len) {
     char text[200];
-    snprintf(text, sizeof text, "INF %s :%s size:%d, %s offset:%d, len=%d\n", api, part, size, key, base, len);
+    snprintf(text, sizeof text, "INF %s :%s size:%d, %s offset:%d, len=%d\n", api, part, size, key, base,
+             len);
     return text;
 }
 
@@ -101,7 +102,8 @@ TEST_F(MtdManager, KeyFailuresComeBeforeAnyDevice) {
     char buf[4] = {};
     for (const auto &c : cases) {
         int r = 0;
-        EXPECT_EQ(logged([&] { r = Zev_MtdMgr_Read(c.key, 0, buf, 4); }), Lines{err("Zev_MtdMgr_Read", c.shown, c.code)})
+        EXPECT_EQ(logged([&] { r = Zev_MtdMgr_Read(c.key, 0, buf, 4); }),
+                  Lines{err("Zev_MtdMgr_Read", c.shown, c.code)})
             << c.shown;
         EXPECT_EQ(r, c.code) << c.shown;
         EXPECT_EQ(logged([&] { r = Zev_MtdMgr_Write(c.key, 0, buf, 4, 1); }),
@@ -126,7 +128,7 @@ TEST_F(MtdManager, TheBoundIsThePartitionsEnd) {
         {"MTD_PART_SN", 0x2001, 0, -33},
         {"MTD_PART_SN", 0x1FFF, 1, 1},
         {"MTD_PART_UI", 0, 0x2001, 0x2001},  // runs on into the next region
-        {"MTD_PART_UI", 0, 0x8001, -33},  // refused before the buffer is touched
+        {"MTD_PART_UI", 0, 0x8001, -33},     // refused before the buffer is touched
         {"MTD_PART_SN", 0, 0, 0},
         {"MTD_PART_SN", 0xFFFFA000u, 0x10, -33},  // would wrap round to 0 in 32 bits
         {"MTD_PART_SN", 0x10, 0xFFFFFFF0u, -33},
@@ -152,9 +154,11 @@ TEST_F(MtdManager, TheBoundIsThePartitionsEnd) {
 
 TEST_F(MtdManager, MissingPartitionsAndDevices) {
     // KEY_CUST1 not listed: the backup copy fails, the first still works.
-    flash_->set_mtd_list("mtd2: 00008000 00001000 \"KEY_CUST\"\n"
-                         "mtd3: 00010000 00001000 \"SETTINGS\"\n"
-                         "mtd" + std::string(60, '0') + "4: 00008000 00001000 \"KEY_CUST1\"\n");
+    flash_->set_mtd_list(
+        "mtd2: 00008000 00001000 \"KEY_CUST\"\n"
+        "mtd3: 00010000 00001000 \"SETTINGS\"\n"
+        "mtd" +
+        std::string(60, '0') + "4: 00008000 00001000 \"KEY_CUST1\"\n");
     char buf[4] = {};
     Lines lines = logged([&] { EXPECT_EQ(Zev_MtdMgr_Read("MTD_PART_SN_BACKUP", 0, buf, 4), -34); });
     EXPECT_EQ(lines.back(), err("Zev_MtdMgr_Read", "MTD_PART_SN_BACKUP", -34));

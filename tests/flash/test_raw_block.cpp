@@ -38,7 +38,8 @@ TEST_F(RawBlock, WritesLandAtTheirOffset) {
         int index;
         uint32_t offset;
     } cases[] = {
-        {"by path", [] { return Zev_Comm_MtdBlockWrite_ByPath("/dev/mtdblock2", 0x100, "abc", 3); }, 2, 0x100},
+        {"by path", [] { return Zev_Comm_MtdBlockWrite_ByPath("/dev/mtdblock2", 0x100, "abc", 3); }, 2,
+         0x100},
         {"by index", [] { return Zev_Comm_MtdBlockWrite(1, 0x7FF0, "abc", 3); }, 1, 0x7FF0},
         {"index 5", [] { return Zev_Comm_MtdBlockWrite(5, 0, "abc", 3); }, 5, 0},
     };
@@ -79,13 +80,15 @@ TEST_F(RawBlock, FailuresGiveTheirCodeAndLine) {
          "WAR Zev_Comm_MtdBlockWrite :[/dev/mtdblock9] iRetLen:0,offset:16 len:3, ret = -4\n"},
         {"write, negative offset", [] { return Zev_Comm_MtdBlockWrite(2, -1, "abc", 3); }, -5,
          "WAR Zev_Comm_MtdBlockWrite :[/dev/mtdblock2] iRetLen:0,offset:-1 len:3, ret = -5\n"},
-        {"write by path, no device", [] { return Zev_Comm_MtdBlockWrite_ByPath("/dev/nothing", 0, "abc", 3); }, -4,
+        {"write by path, no device",
+         [] { return Zev_Comm_MtdBlockWrite_ByPath("/dev/nothing", 0, "abc", 3); }, -4,
          "WAR Zev_Comm_MtdBlockWrite_ByPath :[/dev/nothing] offset:0 len:3, ret = -4\n"},
         {"write by path, negative offset",
          [] { return Zev_Comm_MtdBlockWrite_ByPath("/dev/mtdblock2", -4096, "abc", 3); }, -5,
          "WAR Zev_Comm_MtdBlockWrite_ByPath :[/dev/mtdblock2] offset:-4096 len:3, ret = -5\n"},
-        {"write by path, negative length", [] { return Zev_Comm_MtdBlockWrite_ByPath("/dev/mtdblock2", 0, "abc", -1); },
-         -6, "WAR Zev_Comm_MtdBlockWrite_ByPath :[/dev/mtdblock2] offset:0 len:-1, ret = -6\n"},
+        {"write by path, negative length",
+         [] { return Zev_Comm_MtdBlockWrite_ByPath("/dev/mtdblock2", 0, "abc", -1); }, -6,
+         "WAR Zev_Comm_MtdBlockWrite_ByPath :[/dev/mtdblock2] offset:0 len:-1, ret = -6\n"},
         {"write by path, path too long",
          [&] { return Zev_Comm_MtdBlockWrite_ByPath(long_path.c_str(), 0, "abc", 3); }, -4,
          "WAR Zev_Comm_MtdBlockWrite_ByPath :[" + long_path.substr(0, 31) + "] offset:0 len:3, ret = -4\n"},
@@ -93,12 +96,15 @@ TEST_F(RawBlock, FailuresGiveTheirCodeAndLine) {
          "VER Zev_Comm_MtdBlocRead :[/dev/mtdblock9] ret = -4\n"},
         {"read past the end", [&] { return Zev_Comm_MtdBlocRead(5, 0xFFE, buf, 4); }, -6,
          "VER Zev_Comm_MtdBlocRead :[/dev/mtdblock5] ret = -6\n"},
-        {"read by path, negative offset", [&] { return Zev_Comm_MtdBlocRead_ByPath("/dev/mtdblock5", -1, buf, 4); },
-         -5, "VER Zev_Comm_MtdBlocRead_ByPath :[/dev/mtdblock5] ret = -5\n"},
-        {"read by path, negative length", [&] { return Zev_Comm_MtdBlocRead_ByPath("/dev/mtdblock5", 0, buf, -8); },
-         -6, "VER Zev_Comm_MtdBlocRead_ByPath :[/dev/mtdblock5] ret = -6\n"},
-        {"read by path, path too long", [&] { return Zev_Comm_MtdBlocRead_ByPath(long_path.c_str(), 0, buf, 3); },
-         -4, "VER Zev_Comm_MtdBlocRead_ByPath :[" + long_path.substr(0, 31) + "] ret = -4\n"},
+        {"read by path, negative offset",
+         [&] { return Zev_Comm_MtdBlocRead_ByPath("/dev/mtdblock5", -1, buf, 4); }, -5,
+         "VER Zev_Comm_MtdBlocRead_ByPath :[/dev/mtdblock5] ret = -5\n"},
+        {"read by path, negative length",
+         [&] { return Zev_Comm_MtdBlocRead_ByPath("/dev/mtdblock5", 0, buf, -8); }, -6,
+         "VER Zev_Comm_MtdBlocRead_ByPath :[/dev/mtdblock5] ret = -6\n"},
+        {"read by path, path too long",
+         [&] { return Zev_Comm_MtdBlocRead_ByPath(long_path.c_str(), 0, buf, 3); }, -4,
+         "VER Zev_Comm_MtdBlocRead_ByPath :[" + long_path.substr(0, 31) + "] ret = -4\n"},
     };
     const Bytes image2 = flash_->image(2);
     const Bytes image5 = flash_->image(5);

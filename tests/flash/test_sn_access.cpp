@@ -73,9 +73,9 @@ TEST_F(SnAccess, WriteLimits) {
         size_t size;
         int result;
     } cases[] = {
-        {kSn, 63, 0},       {kSn, 64, -2},      {kDid, 63, 0},      {kDid, 64, -21},   {kSpeech, 63, 0},
-        {kSpeech, 64, -3},  {kAdas, 63, 0},     {kAdas, 64, -4},    {kUi, 512, 0},     {kUi, 513, -5},
-        {kPlain1, 48, 0},   {kPlain1, 49, -12}, {kPlain2, 48, 0},   {kPlain2, 49, -12},
+        {kSn, 63, 0},      {kSn, 64, -2},      {kDid, 63, 0},    {kDid, 64, -21},    {kSpeech, 63, 0},
+        {kSpeech, 64, -3}, {kAdas, 63, 0},     {kAdas, 64, -4},  {kUi, 512, 0},      {kUi, 513, -5},
+        {kPlain1, 48, 0},  {kPlain1, 49, -12}, {kPlain2, 48, 0}, {kPlain2, 49, -12},
     };
     unsigned char seed = 1;
     for (const auto &c : cases) {
@@ -109,9 +109,10 @@ TEST_F(SnAccess, EmptyAndNegativeValuesAreRefused) {
         const Bytes *value;
         int32_t size;
     } cases[] = {
-        {kSn.mask, &zeros, 5},   {kSn.mask, &ones, 5},    {kUi.mask, &mixed, 4}, {kPlain1.mask, &ones, 5},
-        {kPlain2.mask, &zeros, 5}, {0, &ones, 5},         {0x80, &mixed, 4},     {kSn.mask, &mixed, 1},
-        {kSn.mask, &zeros, -1},  {kPlain1.mask, &ones, -100},
+        {kSn.mask, &zeros, 5},       {kSn.mask, &ones, 5},      {kUi.mask, &mixed, 4},
+        {kPlain1.mask, &ones, 5},    {kPlain2.mask, &zeros, 5}, {0, &ones, 5},
+        {0x80, &mixed, 4},           {kSn.mask, &mixed, 1},     {kSn.mask, &zeros, -1},
+        {kPlain1.mask, &ones, -100},
     };
     const Bytes before = first_copy(*flash_);
     for (const auto &c : cases) {
@@ -183,7 +184,8 @@ TEST_F(SnAccess, ReservedSlotBytesSurviveAWrite) {
     const Bytes first = first_copy(*flash_);
     EXPECT_EQ(first[kSn.slot + 40], 'r');
     EXPECT_EQ(first[kSn.slot + 32], 0);
-    EXPECT_EQ(std::string(reinterpret_cast<const char *>(first.data() + kSn.slot), 32), field_digest(first, kSn));
+    EXPECT_EQ(std::string(reinterpret_cast<const char *>(first.data() + kSn.slot), 32),
+              field_digest(first, kSn));
 }
 
 TEST_F(SnAccess, FieldOrdersDifferBetweenReadAndWrite) {
@@ -239,7 +241,8 @@ TEST_F(SnAccess, EraseClearsFieldAndSlotAndStores) {
 
     // Erasing again changes nothing and writes nothing.
     snaps_.clear();
-    EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_SnManager_Update(kDid.mask, nullptr, 0), 0); }).back(), kNoChange(4));
+    EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_SnManager_Update(kDid.mask, nullptr, 0), 0); }).back(),
+              kNoChange(4));
     EXPECT_TRUE(snaps_.empty());
 
     // A good value with size 0 is an erase too; its pointer is shown.
@@ -258,7 +261,8 @@ TEST_F(SnAccess, ErasedStateFieldsAreEmpty) {
     std::fill(rec.begin() + 0x0B0, rec.begin() + 0x0E0, 0x00);  // SpeechMd5
     seal(rec);
     load(rec);
-    EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_SnManager_Update(kSpeech.mask, nullptr, 0), 0); }).back(), kNoChange(2));
+    EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_SnManager_Update(kSpeech.mask, nullptr, 0), 0); }).back(),
+              kNoChange(2));
     EXPECT_TRUE(snaps_.empty());
     // An empty field with a non-empty slot is cleared.
     rec[0x0B0] = 'x';
@@ -307,8 +311,8 @@ TEST_F(SnAccess, ReadsCheckTheDigest) {
         const Lines lines = logged([&] { out = get(c.field.mask, 4, &r); });
         EXPECT_EQ(r, c.mismatch) << c.field.name;
         EXPECT_EQ(out, Bytes(4, 0xEE)) << c.field.name;
-        EXPECT_EQ(lines, Lines{std::string("DBG Zev_SnManager_GetData :") + c.field.name + " error:" +
-                               field_digest(broken, c.field) + "!=" + stored + "!\n"});
+        EXPECT_EQ(lines, Lines{std::string("DBG Zev_SnManager_GetData :") + c.field.name +
+                               " error:" + field_digest(broken, c.field) + "!=" + stored + "!\n"});
         // The mark at slot byte 33 is in the image only, until the next store.
         EXPECT_EQ(first_copy(*flash_)[c.field.slot + 33], 'm');
         ASSERT_EQ(update(kPlain2.mask, text(c.field.name)), 0);

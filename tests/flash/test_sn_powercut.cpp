@@ -140,7 +140,8 @@ TEST_F(PowerCut, EverySingleByteCorruption) {
             put_copies(*flash_, corrupt_first ? bad : old_, corrupt_first ? old_ : bad);
             fake::reset();
             Zev_SnManager_Start();
-            const std::string at = (corrupt_first ? "first copy, byte " : "second copy, byte ") + std::to_string(p);
+            const std::string at =
+                (corrupt_first ? "first copy, byte " : "second copy, byte ") + std::to_string(p);
             ASSERT_EQ(image_fields(), fields_of(old_)) << at;
             if (p >= kUncovered) {
                 ASSERT_EQ(first_copy(*flash_), corrupt_first ? bad : old_) << at;

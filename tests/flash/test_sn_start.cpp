@@ -22,7 +22,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-
 class SnStart : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -66,7 +65,9 @@ const std::string kFirstWins =
 const std::string kSecondWins =
     "DBG Zev_SnManager_Start :all error, but bMTD_PART_SN_BACKUP_Score > bMTD_PART_SN_Score!\n";
 
-std::string ok_line(const char *field) { return std::string("DBG Zev_SnManager_CheckMd5 :") + field + " ok!\n"; }
+std::string ok_line(const char *field) {
+    return std::string("DBG Zev_SnManager_CheckMd5 :") + field + " ok!\n";
+}
 std::string score_line(bool first, int score) {
     return std::string("INF Zev_SnManager_Start :") + (first ? "MTD_PART_SN" : "MTD_PART_SN_BACKUP") +
            " error score=" + std::to_string(score) + "!\n";
@@ -117,7 +118,8 @@ TEST_F(SnStart, DecisionTable) {
     const CopyCase b5{"bad, Ui only", bad_record({&kUi}, "u"), {ok_line("Ui")}, 5};
     const CopyCase b5other{"bad, Ui only (other)", b5b, {ok_line("Ui")}, 5};
     const CopyCase b2{"bad, Sn only", bad_record({&kSn}, "s"), {ok_line("Sn")}, 2};
-    const CopyCase b3{"bad, Speech and Plain2", bad_record({&kSpeech, &kPlain2}, "s"), {ok_line("Speech")}, 3};
+    const CopyCase b3{
+        "bad, Speech and Plain2", bad_record({&kSpeech, &kPlain2}, "s"), {ok_line("Speech")}, 3};
     const CopyCase b1{"bad, Adas only", bad_record({&kAdas}, "a"), {ok_line("Adas")}, 1};
 
     const struct {
@@ -200,9 +202,10 @@ TEST_F(SnStart, ScoresOfBadCopies) {
         const Bytes &copy;
         Lines lines;
     } cases[] = {
-        {"record digest only wrong", only_record_wrong,
-         {ok_line("Sn"), ok_line("Did"), ok_line("Speech"), ok_line("Adas"), ok_line("Ui"), score_line(true, 13),
-          kFirstWins}},
+        {"record digest only wrong",
+         only_record_wrong,
+         {ok_line("Sn"), ok_line("Did"), ok_line("Speech"), ok_line("Adas"), ok_line("Ui"),
+          score_line(true, 13), kFirstWins}},
         {"Plain2 only", plain2_only, {score_line(true, 0), kNoData}},
         {"empty bytes with right digest", zero_ff_field, {ok_line("Sn"), score_line(true, 2), kFirstWins}},
         {"one digest character off", wrong_digest, {ok_line("Sn"), score_line(true, 2), kFirstWins}},

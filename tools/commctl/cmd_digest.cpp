@@ -2,8 +2,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "command.hpp"
 #include "comm_digest.h"
+#include "command.hpp"
 
 namespace {
 
@@ -37,11 +37,13 @@ int run_md5(commctl::Args args) {
 }
 
 int run_crc8(commctl::Args args) {
-    if (args.empty() || args.size() > 2) return commctl::usage_error("crc8 wants a file and an optional start value");
+    if (args.empty() || args.size() > 2)
+        return commctl::usage_error("crc8 wants a file and an optional start value");
     uint32_t crc = 0;
     if (args.size() == 2 && (!commctl::parse_u32(args[1], crc) || crc > 255))
         return commctl::usage_error("start value must be 0 to 255, not '%s'", args[1]);
-    if (!each_chunk(args[0], [&](const unsigned char *p, uint32_t n) { crc = Zev_Comm_CheckCrc8(p, n, crc); }))
+    if (!each_chunk(args[0],
+                    [&](const unsigned char *p, uint32_t n) { crc = Zev_Comm_CheckCrc8(p, n, crc); }))
         return commctl::failure("cannot read %s: %s", args[0], strerror(errno));
     printf("0x%02X\n", crc);
     return commctl::kOk;

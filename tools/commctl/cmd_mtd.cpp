@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "command.hpp"
 #include "comm_mtdmgr.h"
+#include "command.hpp"
 #include "zev_settings.h"
 
 namespace {
@@ -23,7 +23,8 @@ void hex_dump(const unsigned char *p, uint32_t n, uint32_t base) {
 }
 
 int run_read(commctl::Args args) {
-    if (args.size() < 3 || args.size() > 4) return commctl::usage_error("mtd read wants KEY OFFSET LENGTH [FILE]");
+    if (args.size() < 3 || args.size() > 4)
+        return commctl::usage_error("mtd read wants KEY OFFSET LENGTH [FILE]");
     uint32_t offset = 0, len = 0;
     if (!commctl::parse_u32(args[1], offset)) return commctl::usage_error("'%s' is not an offset", args[1]);
     if (!commctl::parse_u32(args[2], len) || len > (64u << 20))
@@ -37,8 +38,10 @@ int run_read(commctl::Args args) {
     int status = commctl::kOk;
     if (args.size() == 4) {
         FILE *f = fopen(args[3], "wb");
-        if (f == nullptr || fwrite(buf, 1, len, f) != len) status = commctl::failure("cannot write %s", args[3]);
-        if (f != nullptr && fclose(f) != 0 && status == commctl::kOk) status = commctl::failure("cannot write %s", args[3]);
+        if (f == nullptr || fwrite(buf, 1, len, f) != len)
+            status = commctl::failure("cannot write %s", args[3]);
+        if (f != nullptr && fclose(f) != 0 && status == commctl::kOk)
+            status = commctl::failure("cannot write %s", args[3]);
     } else {
         hex_dump(buf, len, offset);
     }
@@ -52,7 +55,8 @@ int run_write(commctl::Args args) {
     if (!commctl::parse_u32(args[1], offset)) return commctl::usage_error("'%s' is not an offset", args[1]);
     std::string_view data;
     void *owner = nullptr;
-    if (!commctl::read_file(args[2], data, owner)) return commctl::failure("cannot read %s: %s", args[2], strerror(errno));
+    if (!commctl::read_file(args[2], data, owner))
+        return commctl::failure("cannot read %s: %s", args[2], strerror(errno));
     Zev_Settings_UnProtect(kUnprotect);
     const int32_t r = Zev_MtdMgr_Write(args[0], offset, data.data(), static_cast<uint32_t>(data.size()), 1);
     Zev_Settings_UnProtect(kProtect);

@@ -1,19 +1,20 @@
 // sn: the identity record as a field engineer sees it.
+#include <strings.h>
+
 #include <cctype>
 #include <cstring>
 #include <string>
-#include <strings.h>
 
-#include "command.hpp"
 #include "comm_mtdmgr.h"
 #include "comm_sn.h"
+#include "command.hpp"
 #include "flash/identity_record/record.hpp"
 
 namespace {
 
 using comm::sn::Field;
 
-const Field *const kFields[] = {&comm::sn::kSn,   &comm::sn::kSpeech, &comm::sn::kDid, &comm::sn::kAdas,
+const Field *const kFields[] = {&comm::sn::kSn,     &comm::sn::kSpeech, &comm::sn::kDid, &comm::sn::kAdas,
                                 &comm::sn::kPlain1, &comm::sn::kPlain2, &comm::sn::kUi};
 
 const Field *field_named(const char *name) {
@@ -75,9 +76,15 @@ void print_copy(const char *key, const CopyReport &c) {
         return;
     }
     switch (c.value.verdict) {
-    case comm::sn::Verdict::empty: printf("%-19s empty\n", key); break;
-    case comm::sn::Verdict::good: printf("%-19s good\n", key); break;
-    case comm::sn::Verdict::bad: printf("%-19s bad, score %d of 13\n", key, c.value.value); break;
+        case comm::sn::Verdict::empty:
+            printf("%-19s empty\n", key);
+            break;
+        case comm::sn::Verdict::good:
+            printf("%-19s good\n", key);
+            break;
+        case comm::sn::Verdict::bad:
+            printf("%-19s bad, score %d of 13\n", key, c.value.value);
+            break;
     }
 }
 
@@ -95,8 +102,9 @@ int run_show(commctl::Args args) {
     for (const Field *f : kFields) {
         unsigned char value[512] = {};
         const int32_t r = Zev_SnManager_GetData(f->mask, value, static_cast<uint32_t>(f->size));
-        printf("%-7s %-9s %-9s %-10s %s\n", f->name, field_state(first.bytes, *f), field_state(second.bytes, *f),
-               r == 0 ? "readable" : "unreadable", r == 0 ? shown(value, f->size, false).c_str() : "-");
+        printf("%-7s %-9s %-9s %-10s %s\n", f->name, field_state(first.bytes, *f),
+               field_state(second.bytes, *f), r == 0 ? "readable" : "unreadable",
+               r == 0 ? shown(value, f->size, false).c_str() : "-");
     }
     return commctl::kOk;
 }
@@ -110,7 +118,9 @@ int run_get(commctl::Args args) {
     unsigned char value[512] = {};
     const int32_t r = Zev_SnManager_GetData(f->mask, value, static_cast<uint32_t>(f->size));
     fflush(stdout);
-    if (r != 0) return commctl::failure("%s is unreadable: never written, erased or its digest is wrong (%d)", f->name, r);
+    if (r != 0)
+        return commctl::failure("%s is unreadable: never written, erased or its digest is wrong (%d)",
+                                f->name, r);
     printf("%s\n", shown(value, f->size, hex).c_str());
     return commctl::kOk;
 }
@@ -124,7 +134,8 @@ int run_set(commctl::Args args) {
     if (f == nullptr) return commctl::usage_error("unknown field '%s'", name);
     std::string value;
     if (hex) {
-        if (!parse_hex(text, value)) return commctl::usage_error("'%s' is not an even number of hex digits", text);
+        if (!parse_hex(text, value))
+            return commctl::usage_error("'%s' is not an even number of hex digits", text);
     } else {
         value = text;
     }
@@ -145,7 +156,8 @@ int run_erase(commctl::Args args) {
     const int32_t r = Zev_SnManager_Update(f->mask, nullptr, 0);
     fflush(stdout);
     if (r != 0) return commctl::failure("erase of %s failed (%d)", f->name, r);
-    if (f == &comm::sn::kUi) fputs("commctl: Ui is cleared in memory only; it reaches flash with the next store\n", stderr);
+    if (f == &comm::sn::kUi)
+        fputs("commctl: Ui is cleared in memory only; it reaches flash with the next store\n", stderr);
     return commctl::kOk;
 }
 
