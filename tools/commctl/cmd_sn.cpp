@@ -30,7 +30,12 @@ std::string shown(const unsigned char *p, size_t n, bool force_hex) {
     if (n == 0) return "(zero)";
     bool printable = !force_hex;
     for (size_t i = 0; i < n && printable; ++i) printable = isprint(p[i]) != 0;
-    if (printable) return "\"" + std::string(reinterpret_cast<const char *>(p), n) + "\"";
+    if (printable) {
+        std::string quoted(1, '"');
+        quoted.append(reinterpret_cast<const char *>(p), n);
+        quoted.push_back('"');
+        return quoted;
+    }
     std::string hex;
     char b[4];
     for (size_t i = 0; i < n; ++i) {
