@@ -1,0 +1,172 @@
+// The bounded queue: fixed-size elements copied into slots allocated once.
+#include "comm_queue.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#include "comm_log.h"
+
+namespace comm {
+namespace {
+
+struct Queue {
+    pthread_mutex_t stMutex;
+    int32_t iReadIdx;
+    int32_t iWriteIdx;
+    int32_t iCount;
+    int32_t iCapacity;
+    uint32_t iElemSize;
+    void **ppSlots;
+};
+
+Queue &queue_of(void *handle) { return *static_cast<Queue *>(handle); }
+
+// The count is written under the mutex and read without it by GetLen.
+int32_t count_of(Queue &q) { return std::atomic_ref<int32_t>(q.iCount).load(std::memory_order_relaxed); }
+void set_count(Queue &q, int32_t count) {
+    std::atomic_ref<int32_t>(q.iCount).store(count, std::memory_order_relaxed);
+}
+
+// Indices stay below the capacity, so one step wraps without a division.
+int32_t next_index(const Queue &q, int32_t index) { return index + 1 == q.iCapacity ? 0 : index + 1; }
+
+class QueueLock {
+public:
+    explicit QueueLock(Queue &q) : q_(q) { pthread_mutex_lock(&q_.stMutex); }
+    ~QueueLock() { pthread_mutex_unlock(&q_.stMutex); }
+    QueueLock(const QueueLock &) = delete;
+    QueueLock &operator=(const QueueLock &) = delete;
+
+private:
+    Queue &q_;
+};
+
+void release_slots(Queue &q) {
+    if (q.ppSlots == nullptr) return;
+    for (int32_t i = 0; i < q.iCapacity; ++i) {
+        free(q.ppSlots[i]);
+        q.ppSlots[i] = nullptr;
+    }
+    free(static_cast<void *>(q.ppSlots));
+    q.ppSlots = nullptr;
+}
+
+// All slots or none: a failed allocation releases the ones before it.
+bool allocate_slots(Queue &q) {
+    if (q.iCapacity <= 0) return true;
+    const size_t count = static_cast<size_t>(q.iCapacity);
+    q.ppSlots = static_cast<void **>(calloc(count, sizeof(void *)));
+    if (q.ppSlots == nullptr) return false;
+    // A slot of no bytes still gets a real block, so that copies of zero
+    // bytes always have valid pointers.
+    const size_t slot_size = q.iElemSize > 0 ? q.iElemSize : 1;
+    for (size_t i = 0; i < count; ++i) {
+        q.ppSlots[i] = malloc(slot_size);
+        if (q.ppSlots[i] == nullptr) {
+            release_slots(q);
+            return false;
+        }
+    }
+    return true;
+}
+
+// Push and pop under the lock: true when an element moved.
+bool push_locked(Queue &q, const void *elem) {
+    QueueLock lock(q);
+    const int32_t count = q.iCount;
+    if (count >= q.iCapacity) return false;
+    if (elem != nullptr) memcpy(q.ppSlots[q.iWriteIdx], elem, q.iElemSize);
+    set_count(q, count + 1);
+    q.iWriteIdx = next_index(q, q.iWriteIdx);
+    return true;
+}
+
+bool pop_locked(Queue &q, void *elem) {
+    QueueLock lock(q);
+    const int32_t count = q.iCount;
+    if (count == 0) return false;
+    if (elem != nullptr) memcpy(elem, q.ppSlots[q.iReadIdx], q.iElemSize);
+    set_count(q, count - 1);
+    q.iReadIdx = next_index(q, q.iReadIdx);
+    return true;
+}
+
+}  // namespace
+}  // namespace comm
+
+using comm::queue_of;
+
+#define QUEUE_CHECK_HANDLE(h, ...)                                                                 \
+    do {                                                                                           \
+        if ((h) == nullptr) {                                                                      \
+            ZEV_COMM_ERR("queueHdl is NULL!\n");                                                   \
+            return __VA_ARGS__;                                                                    \
+        }                                                                                          \
+    } while (0)
+
+extern "C" {
+
+COMM_API void *Zev_Queue_Create(uint32_t iElemSize, int32_t iCapacity) {
+    auto *q = static_cast<comm::Queue *>(malloc(sizeof(comm::Queue)));
+    if (q == nullptr) return nullptr;
+    q->iCapacity = iCapacity;
+    q->iElemSize = iElemSize;
+    // All-zero bytes are the default mutex: it is never initialised.
+    memset(&q->stMutex, 0, sizeof q->stMutex);
+    q->iReadIdx = 0;
+    q->iWriteIdx = 0;
+    q->iCount = 0;
+    q->ppSlots = nullptr;
+    if (!comm::allocate_slots(*q)) {
+        free(q);
+        return nullptr;
+    }
+    return q;
+}
+
+COMM_API void Zev_Queue_Destroy(void *queueHdl) {
+    QUEUE_CHECK_HANDLE(queueHdl);
+    comm::Queue &q = queue_of(queueHdl);
+    pthread_mutex_lock(&q.stMutex);
+    comm::release_slots(q);
+    pthread_mutex_unlock(&q.stMutex);
+    pthread_mutex_destroy(&q.stMutex);
+    free(&q);
+}
+
+COMM_API void Zev_Queue_Clear(void *queueHdl) {
+    QUEUE_CHECK_HANDLE(queueHdl);
+    comm::Queue &q = queue_of(queueHdl);
+    comm::QueueLock lock(q);
+    q.iReadIdx = 0;
+    q.iWriteIdx = 0;
+    comm::set_count(q, 0);
+}
+
+COMM_API int32_t Zev_Queue_GetLen(void *queueHdl) {
+    QUEUE_CHECK_HANDLE(queueHdl, -1);
+    return comm::count_of(queue_of(queueHdl));
+}
+
+COMM_API int32_t Zev_Queue_Push(void *queueHdl, const void *pElem) {
+    QUEUE_CHECK_HANDLE(queueHdl, -1);
+    if (!comm::push_locked(queue_of(queueHdl), pElem)) {
+        ZEV_COMM_ERR("queue is full!\n");
+        return -2;
+    }
+    return 0;
+}
+
+COMM_API int32_t Zev_Queue_Pop(void *queueHdl, void *pElem) {
+    QUEUE_CHECK_HANDLE(queueHdl, -1);
+    if (!comm::pop_locked(queue_of(queueHdl), pElem)) {
+        ZEV_COMM_ERR("queue is empity!\n");
+        return -2;
+    }
+    return 0;
+}
+
+}  // extern "C"
