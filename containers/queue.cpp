@@ -30,9 +30,6 @@ void set_count(Queue &q, int32_t count) {
     std::atomic_ref<int32_t>(q.iCount).store(count, std::memory_order_relaxed);
 }
 
-// Indices stay below the capacity, so one step wraps without a division.
-int32_t next_index(const Queue &q, int32_t index) { return index + 1 == q.iCapacity ? 0 : index + 1; }
-
 class QueueLock {
 public:
     explicit QueueLock(Queue &q) : q_(q) { pthread_mutex_lock(&q_.stMutex); }
@@ -73,24 +70,62 @@ bool allocate_slots(Queue &q) {
     return true;
 }
 
+// Elements are small as a rule, and mostly of a few power-of-two sizes:
+// copies of those are kept inline rather than calling out to memcpy under
+// the lock.
+template <size_t N>
+void copy_fixed(void *dst, const void *src) {
+    memcpy(dst, src, N);
+}
+
+void copy_element(void *dst, const void *src, size_t n) {
+    switch (n) {
+    case 4: return copy_fixed<4>(dst, src);
+    case 8: return copy_fixed<8>(dst, src);
+    case 16: return copy_fixed<16>(dst, src);
+    case 32: return copy_fixed<32>(dst, src);
+    case 64: return copy_fixed<64>(dst, src);
+    case 128: return copy_fixed<128>(dst, src);
+    default: memcpy(dst, src, n);
+    }
+}
+
+// The slot array, element size and capacity are fixed from creation to
+// destruction: they are read before the lock, which leaves only the index
+// and count under it.
+struct Shape {
+    void *const *slots;
+    size_t elem_size;
+    int32_t capacity;
+};
+
+Shape shape_of(const Queue &q) { return {q.ppSlots, q.iElemSize, q.iCapacity}; }
+
+// Indices stay below the capacity, so one step wraps without a division.
+int32_t next_index(const Shape &s, int32_t index) { return index + 1 == s.capacity ? 0 : index + 1; }
+
 // Push and pop under the lock: true when an element moved.
 bool push_locked(Queue &q, const void *elem) {
+    const Shape s = shape_of(q);
     QueueLock lock(q);
     const int32_t count = q.iCount;
-    if (count >= q.iCapacity) return false;
-    if (elem != nullptr) memcpy(q.ppSlots[q.iWriteIdx], elem, q.iElemSize);
+    if (count >= s.capacity) return false;
+    const int32_t index = q.iWriteIdx;
+    if (elem != nullptr) copy_element(s.slots[index], elem, s.elem_size);
     set_count(q, count + 1);
-    q.iWriteIdx = next_index(q, q.iWriteIdx);
+    q.iWriteIdx = next_index(s, index);
     return true;
 }
 
 bool pop_locked(Queue &q, void *elem) {
+    const Shape s = shape_of(q);
     QueueLock lock(q);
     const int32_t count = q.iCount;
     if (count == 0) return false;
-    if (elem != nullptr) memcpy(elem, q.ppSlots[q.iReadIdx], q.iElemSize);
+    const int32_t index = q.iReadIdx;
+    if (elem != nullptr) copy_element(elem, s.slots[index], s.elem_size);
     set_count(q, count - 1);
-    q.iReadIdx = next_index(q, q.iReadIdx);
+    q.iReadIdx = next_index(s, index);
     return true;
 }
 
