@@ -7,6 +7,8 @@
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -21,24 +23,23 @@ namespace {
 constexpr size_t kElem = 64;
 constexpr int kString = 4096;
 
-void QueuePushPop64(benchmark::State &state) {
-    void *q = Zev_Queue_Create(kElem, 16);
-    unsigned char in[kElem], out[kElem];
-    memset(in, 0x5A, sizeof in);
-    for (auto _ : state) {
+struct QueuePair {
+    QueuePair() : q(Zev_Queue_Create(kElem, 16)) { memset(in, 0x5A, sizeof in); }
+    ~QueuePair() { Zev_Queue_Destroy(q); }
+    void operator()() {
         Zev_Queue_Push(q, in);
         Zev_Queue_Pop(q, out);
         benchmark::DoNotOptimize(out);
     }
-    Zev_Queue_Destroy(q);
-}
-BENCHMARK(QueuePushPop64);
+    void *q;
+    unsigned char in[kElem], out[kElem];
+};
 
-void MutexCopyPair64(benchmark::State &state) {
-    pthread_mutex_t m = PTHREAD_MUTEX_INITIALIZER;
-    unsigned char slot[kElem], in[kElem], out[kElem];
-    memset(in, 0x5A, sizeof in);
-    for (auto _ : state) {
+// What a push and a pop cannot do without: lock, copy, unlock, twice.
+struct MutexPair {
+    MutexPair() { memset(in, 0x5A, sizeof in); }
+    ~MutexPair() { pthread_mutex_destroy(&m); }
+    void operator()() {
         pthread_mutex_lock(&m);
         memcpy(slot, in, kElem);
         pthread_mutex_unlock(&m);
@@ -48,9 +49,45 @@ void MutexCopyPair64(benchmark::State &state) {
         pthread_mutex_unlock(&m);
         benchmark::DoNotOptimize(out);
     }
-    pthread_mutex_destroy(&m);
+    pthread_mutex_t m = PTHREAD_MUTEX_INITIALIZER;
+    unsigned char slot[kElem], in[kElem], out[kElem];
+};
+
+template <typename Pair>
+void Repeat(benchmark::State &state) {
+    Pair pair;
+    for (auto _ : state) pair();
 }
+void QueuePushPop64(benchmark::State &state) { Repeat<QueuePair>(state); }
+void MutexCopyPair64(benchmark::State &state) { Repeat<MutexPair>(state); }
+BENCHMARK(QueuePushPop64);
 BENCHMARK(MutexCopyPair64);
+
+// On a shared machine a plain mean mixes in other people's work. Here the
+// two alternate in short blocks, and the fastest block of each stands for
+// it: what the code costs when nothing else gets in the way.
+template <typename Pair>
+double block_ns(Pair &pair, int per_block) {
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < per_block; ++i) pair();
+    const std::chrono::duration<double, std::nano> took = std::chrono::steady_clock::now() - start;
+    return took.count() / per_block;
+}
+
+void QueueVersusMutexBestBlocks(benchmark::State &state) {
+    QueuePair queue;
+    MutexPair mutex;
+    constexpr int kPerBlock = 2000;
+    double best_queue = 1e9, best_mutex = 1e9;
+    for (auto _ : state) {
+        best_queue = std::min(best_queue, block_ns(queue, kPerBlock));
+        best_mutex = std::min(best_mutex, block_ns(mutex, kPerBlock));
+    }
+    state.counters["queue_ns"] = best_queue;
+    state.counters["mutex_ns"] = best_mutex;
+    state.counters["ratio"] = best_queue / best_mutex;
+}
+BENCHMARK(QueueVersusMutexBestBlocks)->Iterations(2000);
 
 void RingStrInOut4K(benchmark::State &state) {
     void *ring = RingBuffer_create("bench", 3 * kString);
@@ -86,7 +123,9 @@ public:
         for (const Run &r : runs) {
             if (r.run_type == Run::RT_Iteration && r.iterations > 0 && medians_.count(r.run_name.str()) == 0) {
                 ns_[r.run_name.str()] = r.GetAdjustedRealTime();
-            } else if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
+            }
+            if (r.counters.count("ratio") != 0) best_ratio_ = r.counters.at("ratio").value;
+            if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
                 ns_[r.run_name.str()] = r.GetAdjustedRealTime();
                 medians_[r.run_name.str()] = true;
             }
@@ -95,7 +134,8 @@ public:
     }
     void Finalize() override {
         ConsoleReporter::Finalize();
-        ratio("QueuePushPop64", "MutexCopyPair64", "queue push+pop / mutex copy pair");
+        ratio("QueuePushPop64", "MutexCopyPair64", "queue push+pop / mutex copy pair (means)");
+        if (best_ratio_ > 0) printf("queue push+pop / mutex copy pair (best blocks): %.2f\n", best_ratio_);
         ratio("RingByteAtATime4K", "RingStrInOut4K", "ring byte-at-a-time / string moves");
         if (ns_.count("RingStrInOut4K") != 0) {
             printf("ring string moves: %.2f GB/s\n", kString / ns_["RingStrInOut4K"]);
@@ -109,6 +149,7 @@ private:
     }
     std::map<std::string, double> ns_;
     std::map<std::string, bool> medians_;
+    double best_ratio_ = 0;
 };
 
 }  // namespace

@@ -9,6 +9,13 @@
 
 #include "comm_log.h"
 
+#if defined(__x86_64__) || defined(__i386__)
+// Push and pop call the lock functions straight through the GOT rather than
+// through a PLT stub: one jump fewer on every lock and unlock.
+extern "C" int pthread_mutex_lock(pthread_mutex_t *) __attribute__((noplt));
+extern "C" int pthread_mutex_unlock(pthread_mutex_t *) __attribute__((noplt));
+#endif
+
 namespace comm {
 namespace {
 
@@ -106,8 +113,8 @@ int32_t next_index(const Shape &s, int32_t index) { return index + 1 == s.capaci
 
 // Push and pop under the lock: true when an element moved.
 bool push_locked(Queue &q, const void *elem) {
-    const Shape s = shape_of(q);
     QueueLock lock(q);
+    const Shape s = shape_of(q);
     const int32_t count = q.iCount;
     if (count >= s.capacity) return false;
     const int32_t index = q.iWriteIdx;
@@ -118,8 +125,8 @@ bool push_locked(Queue &q, const void *elem) {
 }
 
 bool pop_locked(Queue &q, void *elem) {
-    const Shape s = shape_of(q);
     QueueLock lock(q);
+    const Shape s = shape_of(q);
     const int32_t count = q.iCount;
     if (count == 0) return false;
     const int32_t index = q.iReadIdx;
@@ -129,6 +136,20 @@ bool pop_locked(Queue &q, void *elem) {
     return true;
 }
 
+// The log lines live out of line, so that push and pop keep a short
+// prologue on their hot path.
+[[gnu::cold, gnu::noinline]] void log_null_handle(const char *func) {
+    ZEV_COMM_LOG_AS(ERR, func, "queueHdl is NULL!\n");
+}
+[[gnu::cold, gnu::noinline]] int32_t report_full() {
+    ZEV_COMM_LOG_AS(ERR, "Zev_Queue_Push", "queue is full!\n");
+    return -2;
+}
+[[gnu::cold, gnu::noinline]] int32_t report_empty() {
+    ZEV_COMM_LOG_AS(ERR, "Zev_Queue_Pop", "queue is empity!\n");
+    return -2;
+}
+
 }  // namespace
 }  // namespace comm
 
@@ -136,8 +157,8 @@ using comm::queue_of;
 
 #define QUEUE_CHECK_HANDLE(h, ...)                                                                 \
     do {                                                                                           \
-        if ((h) == nullptr) {                                                                      \
-            ZEV_COMM_ERR("queueHdl is NULL!\n");                                                   \
+        if (__builtin_expect((h) == nullptr, 0)) {                                                 \
+            comm::log_null_handle(__func__);                                                       \
             return __VA_ARGS__;                                                                    \
         }                                                                                          \
     } while (0)
@@ -188,20 +209,12 @@ COMM_API int32_t Zev_Queue_GetLen(void *queueHdl) {
 
 COMM_API int32_t Zev_Queue_Push(void *queueHdl, const void *pElem) {
     QUEUE_CHECK_HANDLE(queueHdl, -1);
-    if (!comm::push_locked(queue_of(queueHdl), pElem)) {
-        ZEV_COMM_ERR("queue is full!\n");
-        return -2;
-    }
-    return 0;
+    return comm::push_locked(queue_of(queueHdl), pElem) ? 0 : comm::report_full();
 }
 
 COMM_API int32_t Zev_Queue_Pop(void *queueHdl, void *pElem) {
     QUEUE_CHECK_HANDLE(queueHdl, -1);
-    if (!comm::pop_locked(queue_of(queueHdl), pElem)) {
-        ZEV_COMM_ERR("queue is empity!\n");
-        return -2;
-    }
-    return 0;
+    return comm::pop_locked(queue_of(queueHdl), pElem) ? 0 : comm::report_empty();
 }
 
 }  // extern "C"

@@ -239,7 +239,7 @@ void run_queue(const QueueRun &run) {
     Zev_Queue_Destroy(q);
 }
 
-TEST_F(Threads, QueueOneProducerOneConsumerKeepsTotalOrder) { run_queue({1, 1, 100}); }
+TEST_F(Threads, QueueOneProducerOneConsumerKeepsTotalOrder) { run_queue({1, 1, 1024}); }
 
 TEST_F(Threads, QueueManyProducersManyConsumers) { run_queue({4, 3, 64}); }
 
