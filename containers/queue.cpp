@@ -97,9 +97,8 @@ void copy_element(void *dst, const void *src, size_t n) {
     }
 }
 
-// The slot array, element size and capacity are fixed from creation to
-// destruction: they are read before the lock, which leaves only the index
-// and count under it.
+// The slot array, element size and capacity: fixed from creation to
+// destruction.
 struct Shape {
     void *const *slots;
     size_t elem_size;
@@ -117,10 +116,12 @@ bool push_locked(Queue &q, const void *elem) {
     const Shape s = shape_of(q);
     const int32_t count = q.iCount;
     if (count >= s.capacity) return false;
+    // Book the slot first and copy last: only the queue itself stays live
+    // across the copy, which keeps the registers to save few.
     const int32_t index = q.iWriteIdx;
-    if (elem != nullptr) copy_element(s.slots[index], elem, s.elem_size);
     set_count(q, count + 1);
     q.iWriteIdx = next_index(s, index);
+    if (elem != nullptr) copy_element(s.slots[index], elem, s.elem_size);
     return true;
 }
 
@@ -130,9 +131,9 @@ bool pop_locked(Queue &q, void *elem) {
     const int32_t count = q.iCount;
     if (count == 0) return false;
     const int32_t index = q.iReadIdx;
-    if (elem != nullptr) copy_element(elem, s.slots[index], s.elem_size);
     set_count(q, count - 1);
     q.iReadIdx = next_index(s, index);
+    if (elem != nullptr) copy_element(elem, s.slots[index], s.elem_size);
     return true;
 }
 
