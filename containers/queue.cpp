@@ -8,13 +8,7 @@
 #include <cstring>
 
 #include "comm_log.h"
-
-#if defined(__x86_64__) || defined(__i386__)
-// Push and pop call the lock functions straight through the GOT rather than
-// through a PLT stub: one jump fewer on every lock and unlock.
-extern "C" int pthread_mutex_lock(pthread_mutex_t *) __attribute__((noplt));
-extern "C" int pthread_mutex_unlock(pthread_mutex_t *) __attribute__((noplt));
-#endif
+#include "containers/mutex_lock.hpp"
 
 namespace comm {
 namespace {
@@ -37,16 +31,6 @@ void set_count(Queue &q, int32_t count) {
     std::atomic_ref<int32_t>(q.iCount).store(count, std::memory_order_relaxed);
 }
 
-class QueueLock {
-public:
-    explicit QueueLock(Queue &q) : q_(q) { pthread_mutex_lock(&q_.stMutex); }
-    ~QueueLock() { pthread_mutex_unlock(&q_.stMutex); }
-    QueueLock(const QueueLock &) = delete;
-    QueueLock &operator=(const QueueLock &) = delete;
-
-private:
-    Queue &q_;
-};
 
 void release_slots(Queue &q) {
     if (q.ppSlots == nullptr) return;
@@ -112,7 +96,7 @@ int32_t next_index(const Shape &s, int32_t index) { return index + 1 == s.capaci
 
 // Push and pop under the lock: true when an element moved.
 bool push_locked(Queue &q, const void *elem) {
-    QueueLock lock(q);
+    MutexLock lock(q.stMutex);
     const Shape s = shape_of(q);
     const int32_t count = q.iCount;
     if (count >= s.capacity) return false;
@@ -126,7 +110,7 @@ bool push_locked(Queue &q, const void *elem) {
 }
 
 bool pop_locked(Queue &q, void *elem) {
-    QueueLock lock(q);
+    MutexLock lock(q.stMutex);
     const Shape s = shape_of(q);
     const int32_t count = q.iCount;
     if (count == 0) return false;
@@ -197,7 +181,7 @@ COMM_API void Zev_Queue_Destroy(void *queueHdl) {
 COMM_API void Zev_Queue_Clear(void *queueHdl) {
     QUEUE_CHECK_HANDLE(queueHdl);
     comm::Queue &q = queue_of(queueHdl);
-    comm::QueueLock lock(q);
+    comm::MutexLock lock(q.stMutex);
     q.iReadIdx = 0;
     q.iWriteIdx = 0;
     comm::set_count(q, 0);

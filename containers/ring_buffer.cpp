@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "comm_log.h"
+#include "containers/mutex_lock.hpp"
 
 namespace comm {
 namespace {
@@ -90,16 +91,6 @@ int32_t take_bytes(Ring &r, uint8_t *dst, int32_t len) {
     return n;
 }
 
-class RingLock {
-public:
-    explicit RingLock(Ring &r) : r_(r) { pthread_mutex_lock(&r_.stMutex); }
-    ~RingLock() { pthread_mutex_unlock(&r_.stMutex); }
-    RingLock(const RingLock &) = delete;
-    RingLock &operator=(const RingLock &) = delete;
-
-private:
-    Ring &r_;
-};
 
 // One direction of the Str operations: how bytes move, what a miss logs and
 // whether the way out signals the condition variable.
@@ -122,7 +113,7 @@ struct Outward {
 // comes back as the result.
 template <typename Dir>
 int32_t move_string(Ring &r, typename Dir::Buffer data, int32_t len) {
-    RingLock lock(r);
+    MutexLock lock(r.stMutex);
     const int32_t moved = Dir::move(r, data, len);
     if (moved < len) Dir::log_miss(r);
     Dir::on_exit(r);
@@ -134,7 +125,7 @@ int32_t move_string(Ring &r, typename Dir::Buffer data, int32_t len) {
 // so a budget below 1 still means one attempt and one sleep.
 template <typename Dir>
 int32_t move_string_waiting(Ring &r, typename Dir::Buffer data, int32_t len, int32_t retry) {
-    RingLock lock(r);
+    MutexLock lock(r.stMutex);
     int32_t moved = 0;
     int32_t failures = 0;
     while (moved < len) {
@@ -233,7 +224,7 @@ COMM_API int32_t RingBuffer_Out(void *ringHdl, uint8_t *pu8Byte) {
 
 COMM_API int32_t RingBuffer_Clean(void *ringHdl) {
     comm::Ring &r = ring_of(ringHdl);
-    comm::RingLock lock(r);
+    comm::MutexLock lock(r.stMutex);
     comm::publish(r.iReadIdx, 0);
     comm::publish(r.iWriteIdx, 0);
     std::atomic_ref<int32_t>(r.iDataSize).store(0, std::memory_order_relaxed);

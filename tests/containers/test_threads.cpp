@@ -81,6 +81,23 @@ void run_byte_stream(void *ring, const std::function<int(const uint8_t *, int)> 
     EXPECT_EQ(RingBuffer_Out(ring, &extra), 0) << "no byte more than was sent";
 }
 
+// Moves bytes one direct call at a time, as far as they go.
+std::function<int(const uint8_t *, int)> put_direct(void *ring) {
+    return [ring](const uint8_t *p, int n) {
+        int i = 0;
+        while (i < n && RingBuffer_In(ring, p[i]) == 1) ++i;
+        return i;
+    };
+}
+
+std::function<int(uint8_t *, int)> take_direct(void *ring) {
+    return [ring](uint8_t *p, int n) {
+        int i = 0;
+        while (i < n && RingBuffer_Out(ring, &p[i]) == 1) ++i;
+        return i;
+    };
+}
+
 TEST_F(Threads, RingStringsOneProducerOneConsumer) {
     void *ring = RingBuffer_create("stream", 4093);
     ASSERT_NE(ring, nullptr);
@@ -93,19 +110,7 @@ TEST_F(Threads, RingStringsOneProducerOneConsumer) {
 TEST_F(Threads, RingDirectBytesOneProducerOneConsumer) {
     void *ring = RingBuffer_create("bytes", 257);
     ASSERT_NE(ring, nullptr);
-    run_byte_stream(
-        ring,
-        [&](const uint8_t *p, int n) {
-            int i = 0;
-            while (i < n && RingBuffer_In(ring, p[i]) == 1) ++i;
-            return i;
-        },
-        [&](uint8_t *p, int n) {
-            int i = 0;
-            while (i < n && RingBuffer_Out(ring, &p[i]) == 1) ++i;
-            return i;
-        },
-        300);
+    run_byte_stream(ring, put_direct(ring), take_direct(ring), 300);
     RingBuffer_destroy(ring);
 }
 
@@ -116,12 +121,7 @@ TEST_F(Threads, RingWaitingWriterDirectReader) {
     ASSERT_NE(ring, nullptr);
     run_byte_stream(
         ring, [&](const uint8_t *p, int n) { return RingBuffer_StrInWait(ring, p, n, INT32_MAX); },
-        [&](uint8_t *p, int n) {
-            int i = 0;
-            while (i < n && RingBuffer_Out(ring, &p[i]) == 1) ++i;
-            return i;
-        },
-        20000);
+        take_direct(ring), 20000);
     RingBuffer_destroy(ring);
 }
 
@@ -129,12 +129,7 @@ TEST_F(Threads, RingDirectWriterWaitingReader) {
     void *ring = RingBuffer_create("waitout", 65536);
     ASSERT_NE(ring, nullptr);
     run_byte_stream(
-        ring,
-        [&](const uint8_t *p, int n) {
-            int i = 0;
-            while (i < n && RingBuffer_In(ring, p[i]) == 1) ++i;
-            return i;
-        },
+        ring, put_direct(ring),
         // Asks for little at a time, so that a short stream end does not
         // leave it sleeping out a long budget.
         [&](uint8_t *p, int n) { return RingBuffer_StrOutWait(ring, p, n, 1); }, 512);
