@@ -116,7 +116,9 @@ static void *consume(void *arg)
             if (memcmp(&stFrame, &stWant, sizeof stFrame) == 0) {
                 pstPipe->iFramesOk++;
             }
-            ZEV_COMM_DBG("frame %u, %u bytes\n", stFrame.u32Seq, stFrame.u32Size);
+            if (stFrame.u32Seq % 10 == 9) {
+                ZEV_COMM_DBG("frame %u, %u bytes\n", stFrame.u32Seq, stFrame.u32Size);
+            }
             iFrames++;
         }
         iLen = RingBuffer_GetDataSize(pstPipe->pTelemetry);
