@@ -7,8 +7,7 @@
  * index (modulo N). Both indices stay within 0..N-1. The data size counter is
  * kept for RingBuffer_GetDataSize only and never decides full or empty.
  *
- * Log lines (through the frame's log line, so they show at print level 5 and
- * 7 and up):
+ * Log lines (the DDD line shows from print level 5 on, the VVV line from 7):
  *   DDD "<name>:full\n"   from RingBuffer_In, each time a byte finds no room
  *   VVV "<name>:empty\n"  from RingBuffer_Out, each time no byte is there
  * The Str operations move their bytes through the same two steps, so a

@@ -459,23 +459,6 @@ TEST_F(Ring, NamesAreCutAt31Characters) {
     }
 }
 
-TEST_F(Ring, LinesFollowThePrintLevel) {
-    make(1);
-    const struct {
-        int level;
-        size_t lines;  // of one failed In and one failed Out
-    } cases[] = {{4, 0}, {5, 1}, {6, 1}, {7, 2}};
-    for (const auto &c : cases) {
-        Zev_Comm_SetPrintLev(c.level);
-        const auto lines = summarise(capture_stdout([&] {
-            uint8_t b;
-            RingBuffer_In(ring_, 1);
-            RingBuffer_Out(ring_, &b);
-        }));
-        EXPECT_EQ(lines.size(), c.lines) << c.level;
-    }
-}
-
 TEST_F(Ring, CreationInitialisesTheLockAndDestroyTakesNull) {
     Recording rec;
     void *r = RingBuffer_create("x", 2);
