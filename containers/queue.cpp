@@ -31,7 +31,6 @@ void set_count(Queue &q, int32_t count) {
     std::atomic_ref<int32_t>(q.iCount).store(count, std::memory_order_relaxed);
 }
 
-
 void release_slots(Queue &q) {
     if (q.ppSlots == nullptr) return;
     for (int32_t i = 0; i < q.iCapacity; ++i) {
@@ -81,8 +80,8 @@ void copy_element(void *dst, const void *src, size_t n) {
     }
 }
 
-// The slot array, element size and capacity: fixed from creation to
-// destruction.
+// The slot array, element size and capacity, read together once the lock is
+// held (they are fixed from creation to destruction).
 struct Shape {
     void *const *slots;
     size_t elem_size;
