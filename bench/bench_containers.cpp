@@ -121,14 +121,13 @@ public:
     void ReportRuns(const std::vector<Run> &runs) override {
         // With --benchmark_repetitions the median stands for the case.
         for (const Run &r : runs) {
-            if (r.run_type == Run::RT_Iteration && r.iterations > 0 && medians_.count(r.run_name.str()) == 0) {
-                ns_[r.run_name.str()] = r.GetAdjustedRealTime();
-            }
+            const std::string name = r.run_name.str();
+            const bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
+            const bool single = r.run_type == Run::RT_Iteration && r.iterations > 0 && medians_.count(name) == 0;
+            if (!median && !single) continue;
+            if (median) medians_[name] = true;
+            ns_[name] = r.GetAdjustedRealTime();
             if (r.counters.count("ratio") != 0) best_ratio_ = r.counters.at("ratio").value;
-            if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
-                ns_[r.run_name.str()] = r.GetAdjustedRealTime();
-                medians_[r.run_name.str()] = true;
-            }
         }
         ConsoleReporter::ReportRuns(runs);
     }
