@@ -87,7 +87,8 @@ int run_date(commctl::Args all) {
     }
     if (count == 0) return show();
     const char *op = words[0];
-    const bool on_board = getenv("BOARDSIM_ROOT") != nullptr;
+    const char *root = getenv("BOARDSIM_ROOT");
+    const bool on_board = root != nullptr && *root != '\0';
     const bool known = strcmp(op, "set") == 0 || strcmp(op, "set-utc") == 0 || strcmp(op, "zone") == 0 ||
                        strcmp(op, "from-rtc") == 0;
     if (!known) return commctl::usage_error("unknown date operation '%s'", op);
