@@ -3,8 +3,8 @@
 say "commctl date (the board's clock, zone and time-set flag)"
 sim "$bin/tools/commctl" --level 0 date
 
-say "commctl date set 2030-01-02 03:04:05, then the board's hwclock"
-sim "$bin/tools/commctl" --level 4 date set 2030-01-02 03:04:05
+say "commctl date set 2030-06-15 03:04:05, then the board's hwclock"
+sim "$bin/tools/commctl" --level 4 date set 2030-06-15 03:04:05
 sim hwclock --show
 echo "the PC's clock is untouched: $(date -u '+%Y-%m-%d %H:%M:%S')"
 
