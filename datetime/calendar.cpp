@@ -26,10 +26,10 @@ void civil_from_days(int64_t days, int64_t &year, int32_t &mon, int32_t &mday) {
     // Days in eras of 400 years (146097 days), counted from 0000-03-01.
     const int64_t z = days + 719468;
     const int64_t era = floor_div(z, 146097);
-    const int64_t doe = z - era * 146097;                                  // 0 .. 146096
+    const int64_t doe = z - era * 146097;                                       // 0 .. 146096
     const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;  // 0 .. 399
-    const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);           // 0 .. 365
-    const int64_t mp = (5 * doy + 2) / 153;                                // March is 0
+    const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);                // 0 .. 365
+    const int64_t mp = (5 * doy + 2) / 153;                                     // March is 0
     mday = static_cast<int32_t>(doy - (153 * mp + 2) / 5 + 1);
     mon = static_cast<int32_t>(mp < 10 ? mp + 3 : mp - 9);
     year = yoe + era * 400 + (mon <= 2 ? 1 : 0);

@@ -17,15 +17,24 @@ struct Zone {
 };
 
 constexpr Zone kZones[] = {
-    {"GMT-12:00", -43200}, {"GMT-11:00", -39600}, {"GMT-10:00", -36000}, {"GMT-09:00", -32400},
-    {"GMT-08:00", -28800}, {"GMT-07:00", -25200}, {"GMT-06:00", -21600}, {"GMT-05:00", -18000},
-    {"GMT-04:00", -14400}, {"GMT-03:30", -12600}, {"GMT-03:00", -10800}, {"GMT-02:00", -7200},
-    {"GMT-01:00", -3600},  {"GMT", 0},            {"GMT+00:00", 0},      {"GMT+01:00", 3600},
-    {"GMT+02:00", 7200},   {"GMT+03:00", 10800},  {"GMT+03:30", 12600},  {"GMT+04:00", 14400},
-    {"GMT+04:30", 16200},  {"GMT+05:00", 18000},  {"GMT+05:30", 19800},  {"GMT+05:45", 20700},
-    {"GMT+06:00", 21600},  {"GMT+06:30", 23400},  {"GMT+07:00", 25200},  {"GMT+08:00", 28800},
-    {"GMT+09:00", 32400},  {"GMT+09:30", 34200},  {"GMT+10:00", 36000},  {"GMT+11:00", 39600},
-    {"GMT+12:00", 43200},  {"GMT+13:00", 46800},  {"GMT+14:00", 50400},
+    {"GMT-12:00", -43200}, {"GMT-11:00", -39600},
+    {"GMT-10:00", -36000}, {"GMT-09:00", -32400},
+    {"GMT-08:00", -28800}, {"GMT-07:00", -25200},
+    {"GMT-06:00", -21600}, {"GMT-05:00", -18000},
+    {"GMT-04:00", -14400}, {"GMT-03:30", -12600},
+    {"GMT-03:00", -10800}, {"GMT-02:00", -7200},
+    {"GMT-01:00", -3600},  {"GMT", 0},
+    {"GMT+00:00", 0},      {"GMT+01:00", 3600},
+    {"GMT+02:00", 7200},   {"GMT+03:00", 10800},
+    {"GMT+03:30", 12600},  {"GMT+04:00", 14400},
+    {"GMT+04:30", 16200},  {"GMT+05:00", 18000},
+    {"GMT+05:30", 19800},  {"GMT+05:45", 20700},
+    {"GMT+06:00", 21600},  {"GMT+06:30", 23400},
+    {"GMT+07:00", 25200},  {"GMT+08:00", 28800},
+    {"GMT+09:00", 32400},  {"GMT+09:30", 34200},
+    {"GMT+10:00", 36000},  {"GMT+11:00", 39600},
+    {"GMT+12:00", 43200},  {"GMT+13:00", 46800},
+    {"GMT+14:00", 50400},
 };
 static_assert(sizeof kZones / sizeof kZones[0] == 35);
 
@@ -73,7 +82,9 @@ COMM_API int32_t Zev_Comm_GetLocalTime(hiSYSTEM_TM_S *pstDateTime) {
     return 0;
 }
 
-COMM_API int32_t Zev_Comm_CheckIsTimeValid(hiSYSTEM_TM_S stDateTime) { return stDateTime.s32year > 2024 ? 0 : -1; }
+COMM_API int32_t Zev_Comm_CheckIsTimeValid(hiSYSTEM_TM_S stDateTime) {
+    return stDateTime.s32year > 2024 ? 0 : -1;
+}
 
 COMM_API char *Zev_Comm_GetRealDate(void) {
     char format[comm::kFormatBufferSize + 1];  // stays terminated whatever is read

@@ -1,13 +1,12 @@
 // Running shell commands: with the output caught (popen), with only the
 // status (system), a script from the SD card, and the process test.
-#include "comm_sys.h"
-
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "comm_log.h"
+#include "comm_sys.h"
 
 namespace comm {
 namespace {

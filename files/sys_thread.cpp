@@ -1,7 +1,7 @@
 // Thread creation with a floor on the stack size.
-#include "comm_sys.h"
-
 #include <pthread.h>
+
+#include "comm_sys.h"
 
 namespace comm {
 namespace {

@@ -1,10 +1,9 @@
 // A random number from the monotonic clock, and the digit test.
-#include "comm_sys.h"
-
 #include <cstdlib>
 #include <ctime>
 
 #include "comm_log.h"
+#include "comm_sys.h"
 #include "frame/monotonic.hpp"
 
 namespace comm {

@@ -80,7 +80,8 @@ bool clock_attach(Board &board) {
     const std::string hwclock = dir + "/bin/hwclock";
     if (!write_text(hwclock, script) || chmod(hwclock.c_str(), 0755) != 0) return false;
     const char *path = getenv("PATH");
-    const std::string search = dir + "/bin" + (path != nullptr && *path != '\0' ? ":" + std::string(path) : "");
+    const std::string search =
+        dir + "/bin" + (path != nullptr && *path != '\0' ? ":" + std::string(path) : "");
     setenv("PATH", search.c_str(), 1);
     setenv("TZ", "UTC0", 1);
     return true;

@@ -33,8 +33,8 @@ protected:
     RunResult sim(const std::vector<std::string> &program) {
         std::vector<std::string> argv;
         if (user_namespace_works()) argv = {"unshare", "-Ur"};
-        for (const std::string &a : {std::string(BOARDSIM_EXE), std::string("--state"), state_.path(),
-                                     std::string("--")})
+        for (const std::string &a :
+             {std::string(BOARDSIM_EXE), std::string("--state"), state_.path(), std::string("--")})
             argv.push_back(a);
         argv.insert(argv.end(), program.begin(), program.end());
         return run(argv, {"ZEV_SETTINGS_FILE="});
@@ -59,10 +59,10 @@ TEST_F(BoardClock, SetSaveLoadAndZone) {
         {{COMMCTL_EXE, "--level", "0", "date", "set", "2031-05-06", "07:08:09"},
          0,
          {"system clock 2031-05-06 07:08:", "local time   2031-05-06 15:08:", "time set     1"}},
-        {{"hwclock", "--show"}, 0, {"2031-05-06 07:08:"}},        // saved with the clock
-        {{"date", "-u", "+%Y"}, 0, {"2031"}},                     // every program sees the board's clock
+        {{"hwclock", "--show"}, 0, {"2031-05-06 07:08:"}},  // saved with the clock
+        {{"date", "-u", "+%Y"}, 0, {"2031"}},               // every program sees the board's clock
         {{"sh", "-c", "date -s @1600000000 >/dev/null && date -u +%Y"}, 0, {"2020"}},
-        {{"hwclock"}, 0, {"2031-05-06 07:08:"}},                  // the hardware clock kept its time
+        {{"hwclock"}, 0, {"2031-05-06 07:08:"}},  // the hardware clock kept its time
         {{COMMCTL_EXE, "--level", "0", "date", "from-rtc"}, 0, {"system clock 2031-05-06 07:08:"}},
         {{COMMCTL_EXE, "--level", "0", "date", "zone", "GMT+09:00"},
          0,
@@ -80,7 +80,8 @@ TEST_F(BoardClock, SetSaveLoadAndZone) {
         const RunResult r = sim(s.program);
         const std::string what = s.program.size() > 3 ? s.program[3] + " " + s.program.back() : s.program[0];
         EXPECT_EQ(r.status, s.status) << what << "\n" << r.out << r.err;
-        for (const std::string &l : s.lines) EXPECT_TRUE(has_line(r.out, l)) << what << ": " << l << "\n" << r.out;
+        for (const std::string &l : s.lines)
+            EXPECT_TRUE(has_line(r.out, l)) << what << ": " << l << "\n" << r.out;
     }
     EXPECT_NE(testsupport::read_file(state_ / "settings.conf").find("Camera.Menu.TimeZone=GMT+09:00"),
               std::string::npos);

@@ -35,16 +35,14 @@ TEST_F(SetClock, FlagRule) {
         int32_t offset;
         int want;
     } cases[] = {
-        {2026, 6, 15, 0, 1},       // all three differ from 2025-01-01
-        {2025, 6, 15, 0, 0},       // the year 2025
-        {2026, 1, 15, 0, 0},       // a January
-        {2026, 6, 1, 0, 0},        // a first of the month
-        {2025, 1, 1, 0, 0},        // the default date
-        {2024, 12, 31, 0, 1},
-        {1971, 2, 2, 0, 1},
-        {2025, 12, 31, 7200, 0},   // the record counts, not the clock after the offset (2026-01-01)
-        {2026, 1, 2, -86400, 0},
-        {2026, 2, 2, 0, 1},
+        {2026, 6, 15, 0, 1},  // all three differ from 2025-01-01
+        {2025, 6, 15, 0, 0},  // the year 2025
+        {2026, 1, 15, 0, 0},  // a January
+        {2026, 6, 1, 0, 0},   // a first of the month
+        {2025, 1, 1, 0, 0},   // the default date
+        {2024, 12, 31, 0, 1},    {1971, 2, 2, 0, 1},
+        {2025, 12, 31, 7200, 0},  // the record counts, not the clock after the offset (2026-01-01)
+        {2026, 1, 2, -86400, 0}, {2026, 2, 2, 0, 1},
     };
     for (const auto &c : cases) {
         const hiSYSTEM_TM_S r = rec(c.y, c.mo, c.d, 23, 0, 0);
@@ -61,7 +59,8 @@ TEST_F(SetClock, FlagHasNoWayBack) {
               }),
               1);
     EXPECT_EQ(flag_after([] { (void)Zev_Comm_ResetToDefaultTime(); }), 0);
-    EXPECT_EQ(flag_after([] { (void)Zve_Comm_SetDateTimeEx(2026, 6, 15, 24, 0, 0); }), 0) << "a refused record";
+    EXPECT_EQ(flag_after([] { (void)Zve_Comm_SetDateTimeEx(2026, 6, 15, 24, 0, 0); }), 0)
+        << "a refused record";
     EXPECT_EQ(flag_after([] {
                   fc::set_wall(utc_seconds(2026, 6, 15, 12, 0, 0));
                   sf::set_value("Camera.Menu.TimeZone", "GMT+08:00");

@@ -1,23 +1,22 @@
 // Setting the clock: the checks, the offsets, the time-set flag, the zone
 // change and the hardware clock commands. The clock is the test program's
 // fake, hwclock a recording stub: the machine's clocks are never touched.
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <climits>
 #include <string>
 #include <vector>
 
 #include "capture.hpp"
+#include "clock_fixture.hpp"
 #include "comm_clock.h"
 #include "comm_datetime.h"
 #include "comm_log.h"
 #include "fake_clock.hpp"
 #include "log_lines.hpp"
 #include "settings_fake.hpp"
-#include "clock_fixture.hpp"
 #include "stub_commands.hpp"
 
 using namespace clocktest;
@@ -170,7 +169,7 @@ TEST_F(SetClock, OffsetsTable) {
         const std::string op = c.op;
         int32_t rc = -9;
         (void)capture_stdout([&] {
-            rc = op == "plain" ? Zve_Comm_SetDateTime(&r)
+            rc = op == "plain"    ? Zve_Comm_SetDateTime(&r)
                  : op == "offset" ? Zve_Comm_SetDateTime_TimeZone(&r, c.offset)
                                   : Zve_Comm_SetUtcDateTime(&r);
         });
@@ -184,7 +183,8 @@ TEST_F(SetClock, OffsetsTable) {
         EXPECT_STREQ(shown, want_shown) << "the system clock shows no offset";
         hiSYSTEM_TM_S local{};
         (void)capture_stdout([&] { ASSERT_EQ(Zev_Comm_GetLocalTime(&local), 0); });
-        EXPECT_EQ(utc_seconds(local.s32year, local.s32mon, local.s32mday, local.s32hour, local.s32min, local.s32sec),
+        EXPECT_EQ(utc_seconds(local.s32year, local.s32mon, local.s32mday, local.s32hour, local.s32min,
+                              local.s32sec),
                   c.local)
             << c.zone << " " << c.op;
     }
@@ -207,11 +207,11 @@ TEST_F(SetClock, NeverAWrappedClock) {
         hiSYSTEM_TM_S r;
         int32_t offset;
     } cases[] = {
-        {rec(2038, 1, 19, 3, 14, 7), 0},   {rec(2038, 1, 19, 3, 14, 8), 0},
-        {rec(2038, 1, 19, 3, 14, 7), 1},   {rec(2037, 12, 31, 23, 0, 0), 50400},
-        {rec(2038, 1, 19, 3, 14, 8), -1},  {rec(2106, 2, 7, 6, 28, 16), 0},
+        {rec(2038, 1, 19, 3, 14, 7), 0},    {rec(2038, 1, 19, 3, 14, 8), 0},
+        {rec(2038, 1, 19, 3, 14, 7), 1},    {rec(2037, 12, 31, 23, 0, 0), 50400},
+        {rec(2038, 1, 19, 3, 14, 8), -1},   {rec(2106, 2, 7, 6, 28, 16), 0},
         {rec(2999, 12, 31, 23, 59, 59), 0}, {rec(1971, 1, 1), -43200},
-        {rec(1971, 1, 1), INT32_MIN},      {rec(2026, 6, 15), INT32_MAX},
+        {rec(1971, 1, 1), INT32_MIN},       {rec(2026, 6, 15), INT32_MAX},
     };
     for (const auto &c : cases) {
         fc::set_wall(kStart);
@@ -234,12 +234,14 @@ TEST_F(SetClock, NeverAWrappedClock) {
         EXPECT_TRUE(stubs_.calls().empty()) << "the hardware clock is not written either";
         ASSERT_EQ(lines.size(), 2u);
         char war[160];
-        snprintf(war, sizeof war,
-                 "WAR Zve_Comm_SetDateTime_TimeZone :clock not set: %d-%02d-%02d %02d:%02d:%02d%+d s does not fit "
-                 "time_t\n",
-                 r.s32year, r.s32mon, r.s32mday, r.s32hour, r.s32min, r.s32sec, c.offset);
+        snprintf(
+            war, sizeof war,
+            "WAR Zve_Comm_SetDateTime_TimeZone :clock not set: %d-%02d-%02d %02d:%02d:%02d%+d s does not fit "
+            "time_t\n",
+            r.s32year, r.s32mon, r.s32mday, r.s32hour, r.s32min, r.s32sec, c.offset);
         EXPECT_EQ(lines[0], war);
-        EXPECT_EQ(lines[1], "DBG Zve_Comm_SetDateTime_TimeZone :Thu Jan  1 00:00:00 2026\n") << "the read-back";
+        EXPECT_EQ(lines[1], "DBG Zve_Comm_SetDateTime_TimeZone :Thu Jan  1 00:00:00 2026\n")
+            << "the read-back";
     }
 }
 
@@ -263,7 +265,7 @@ TEST_F(SetClock, ZoneChangeMovesTheClock) {
         {"GMT+08:00", "GMT+09:00", 3600},
         {"GMT+09:00", "GMT+08:00", -3600},
         {"GMT+08:00", "GMT-03:30", -28800 - 12600},
-        {"GMT", "Mars", 28800},          // outside the table: counts as the default
+        {"GMT", "Mars", 28800},  // outside the table: counts as the default
         {"GMT+08:00", "Mars", 0},
         {nullptr, "GMT", -28800},
         {"GMT+05:45", "GMT+05:45", 0},

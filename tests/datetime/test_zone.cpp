@@ -60,7 +60,8 @@ TEST_F(Zone, KnownZonesAndTheirOffsets) {
     }
     EXPECT_EQ(known, 34);
     int32_t got = -1;
-    EXPECT_EQ(summarise(capture_stdout([&] { got = Zev_Comm_TimeZone_to_Sec("GMT"); })), Lines{dbg_zone("GMT")});
+    EXPECT_EQ(summarise(capture_stdout([&] { got = Zev_Comm_TimeZone_to_Sec("GMT"); })),
+              Lines{dbg_zone("GMT")});
     EXPECT_EQ(got, 0);
     const struct {
         const char *text;
@@ -71,7 +72,8 @@ TEST_F(Zone, KnownZonesAndTheirOffsets) {
 }
 
 TEST_F(Zone, TextsOutsideTheTableFallBackToTheDefault) {
-    const char *texts[] = {"GMT+5", "gmt+08:00", "", "GMT+08:00 ", " GMT", "GMT+08", "UTC", "GMT+15:00", "GMT-00:00"};
+    const char *texts[] = {"GMT+5",  "gmt+08:00", "",          "GMT+08:00 ", " GMT",
+                           "GMT+08", "UTC",       "GMT+15:00", "GMT-00:00"};
     for (const char *t : texts) {
         int32_t got = 0;
         const std::string out = capture_stdout([&] { got = Zev_Comm_TimeZone_to_Sec(t); });
@@ -92,19 +94,19 @@ TEST_F(Zone, LocalTimeIsTheClockPlusTheOffset) {
     fc::Scope fake;
     const struct {
         int64_t wall;
-        const char *zone;  // nullptr: no setting
+        const char *zone;    // nullptr: no setting
         hiSYSTEM_TM_S want;  // sec, min, hour, mday, mon, year
     } cases[] = {
-        {1767211200, "GMT+08:00", {0, 0, 4, 1, 1, 2026}},       // 2025-12-31 20:00 crosses the year
+        {1767211200, "GMT+08:00", {0, 0, 4, 1, 1, 2026}},  // 2025-12-31 20:00 crosses the year
         {1767211200, "GMT", {0, 0, 20, 31, 12, 2025}},
         {1767211200, "GMT-12:00", {0, 0, 8, 31, 12, 2025}},
         {1767225599, "GMT+00:00", {59, 59, 23, 31, 12, 2025}},
-        {1709164800, "GMT-03:30", {0, 30, 20, 28, 2, 2024}},    // 2024-02-29 00:00 back into February
+        {1709164800, "GMT-03:30", {0, 30, 20, 28, 2, 2024}},  // 2024-02-29 00:00 back into February
         {1709164800, "GMT+05:45", {0, 45, 5, 29, 2, 2024}},
-        {1709164800, nullptr, {0, 0, 8, 29, 2, 2024}},          // no setting: the default zone
+        {1709164800, nullptr, {0, 0, 8, 29, 2, 2024}},  // no setting: the default zone
         {1709164800, "nonsense", {0, 0, 8, 29, 2, 2024}},
         {0, "GMT-01:00", {0, 0, 23, 31, 12, 1969}},
-        {2147483000, "GMT+08:00", {20, 3, 11, 19, 1, 2038}},    // beyond a 32-bit time_t: not wrapped
+        {2147483000, "GMT+08:00", {20, 3, 11, 19, 1, 2038}},  // beyond a 32-bit time_t: not wrapped
         {2147483647, "GMT+14:00", {7, 14, 17, 19, 1, 2038}},
     };
     for (const auto &c : cases) {
@@ -116,8 +118,9 @@ TEST_F(Zone, LocalTimeIsTheClockPlusTheOffset) {
         (void)capture_stdout([&] { rc = Zev_Comm_GetLocalTime(&got); });
         EXPECT_EQ(rc, 0);
         const hiSYSTEM_TM_S &w = c.want;
-        EXPECT_EQ((std::vector<int32_t>{got.s32year, got.s32mon, got.s32mday, got.s32hour, got.s32min, got.s32sec}),
-                  (std::vector<int32_t>{w.s32year, w.s32mon, w.s32mday, w.s32hour, w.s32min, w.s32sec}))
+        EXPECT_EQ(
+            (std::vector<int32_t>{got.s32year, got.s32mon, got.s32mday, got.s32hour, got.s32min, got.s32sec}),
+            (std::vector<int32_t>{w.s32year, w.s32mon, w.s32mday, w.s32hour, w.s32min, w.s32sec}))
             << c.wall << " " << (c.zone ? c.zone : "(none)");
         EXPECT_EQ(sf::calls(), Lines{"Get Camera.Menu.TimeZone 65"});
     }
@@ -136,8 +139,8 @@ TEST_F(Zone, OnlyTheYearDecidesValidity) {
         hiSYSTEM_TM_S r;
         int32_t want;
     } cases[] = {
-        {{0, 0, 0, 1, 1, 2025}, 0},   {{0, 0, 0, 31, 12, 2024}, -1}, {{0, 0, 0, 1, 0, 2025}, 0},
-        {{99, -5, 77, 0, 13, 2026}, 0}, {{0, 0, 0, 1, 1, 0}, -1},     {{0, 0, 0, 1, 1, INT32_MIN}, -1},
+        {{0, 0, 0, 1, 1, 2025}, 0},      {{0, 0, 0, 31, 12, 2024}, -1}, {{0, 0, 0, 1, 0, 2025}, 0},
+        {{99, -5, 77, 0, 13, 2026}, 0},  {{0, 0, 0, 1, 1, 0}, -1},      {{0, 0, 0, 1, 1, INT32_MIN}, -1},
         {{0, 0, 0, 1, 1, INT32_MAX}, 0},
     };
     for (const auto &c : cases) EXPECT_EQ(Zev_Comm_CheckIsTimeValid(c.r), c.want) << c.r.s32year;
@@ -148,7 +151,7 @@ TEST_F(Zone, DateTextFollowsTheFormatSetting) {
         const char *setting;  // nullptr: none
         const char *text;
     } cases[] = {
-        {"1", "09-20-2025"}, {"2", "20-09-2025"}, {"0", "2025-09-20"},  {"3", "2025-09-20"},
+        {"1", "09-20-2025"}, {"2", "20-09-2025"},  {"0", "2025-09-20"},  {"3", "2025-09-20"},
         {"", "2025-09-20"},  {"12", "2025-09-20"}, {"1 ", "2025-09-20"}, {nullptr, "2025-09-20"},
     };
     char *first = Zev_Comm_GetRealDate();

@@ -3,23 +3,22 @@
 // dos2unix, ps) is a recording stub first on PATH, or runs in a private
 // mount namespace.
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "../datetime/stub_commands.hpp"
 #include "capture.hpp"
 #include "comm_log.h"
 #include "comm_sys.h"
-#include "../datetime/stub_commands.hpp"
 #include "fake_clock.hpp"
 #include "log_lines.hpp"
 #include "tempdir.hpp"
@@ -73,7 +72,7 @@ TEST(Cmd, OneReadOnlyTheLastByteTerminated) {
     } cases[] = {
         {ten, 20, '\0', 0, std::string("0123456789") + std::string(10, '\0')},
         {ten, 5, '\0', 0, std::string("0123\0", 5)},
-        {ten, 10, 'X', 0, std::string("012345678\0", 10)},   // exactly iSize: last byte lost
+        {ten, 10, 'X', 0, std::string("012345678\0", 10)},  // exactly iSize: last byte lost
         {ten, 11, 'X', 0, std::string("0123456789\0", 11)},
         {ten, 16, 'X', 0, std::string("0123456789XXXXX\0", 16)},  // no zero behind short output
         {"printf 'ab\\000cd'", 8, 'X', 0, std::string("ab\0cdXX\0", 8)},
@@ -133,9 +132,10 @@ TEST_F(SdShell, FourCommandsInOrderForegroundAndBackground) {
     for (const auto &c : cases) {
         stubs_.clear();
         int rc = 0;
-        const std::string out = capture_stdout([&] { rc = Zev_Comm_RunSDShell(name.c_str(), "x", c.background); });
-        const std::vector<std::string> want_calls = {
-            "cp /mnt/mmc/" + name + " /tmp", "chmod 777 /tmp/" + name, "dos2unix /tmp/" + name};
+        const std::string out =
+            capture_stdout([&] { rc = Zev_Comm_RunSDShell(name.c_str(), "x", c.background); });
+        const std::vector<std::string> want_calls = {"cp /mnt/mmc/" + name + " /tmp",
+                                                     "chmod 777 /tmp/" + name, "dos2unix /tmp/" + name};
         EXPECT_EQ(stubs_.calls(), want_calls) << c.background;
         EXPECT_EQ(summarise(out),
                   std::vector<std::string>{"DBG Zev_Comm_RunSDShell :/tmp/" + name + " x" + c.tail + "\n"});
@@ -151,7 +151,7 @@ TEST_F(SdShell, CommandsThatDoNotFitAreNotRun) {
         std::vector<std::string> ran;  // stubs reached
         bool last_runs;
     } cases[] = {
-        {110, 9, {"cp", "chmod", "dos2unix"}, true},   // the documented limits
+        {110, 9, {"cp", "chmod", "dos2unix"}, true},    // the documented limits
         {110, 10, {"cp", "chmod", "dos2unix"}, false},  // name and argument beyond 119
         {111, 0, {"chmod", "dos2unix"}, true},          // the copy command is the longest
         {113, 0, {"dos2unix"}, true},
@@ -163,7 +163,8 @@ TEST_F(SdShell, CommandsThatDoNotFitAreNotRun) {
         const std::string name = absent_name(c.name_len);
         const std::string arg(c.arg_len, 'a');
         int rc = 0;
-        const std::string out = capture_stdout([&] { rc = Zev_Comm_RunSDShell(name.c_str(), arg.c_str(), 0); });
+        const std::string out =
+            capture_stdout([&] { rc = Zev_Comm_RunSDShell(name.c_str(), arg.c_str(), 0); });
         std::vector<std::string> ran;
         for (const std::string &call : stubs_.calls()) ran.push_back(call.substr(0, call.find(' ')));
         EXPECT_EQ(ran, c.ran) << c.name_len << "+" << c.arg_len;
@@ -211,8 +212,8 @@ TEST(SdShellForReal, CopiesFixesLineEndsAndRunsTheScript) {
     TempDir tmp;
     // A script with CR LF line ends and no execute bit: it runs only when the
     // copy, chmod and dos2unix steps all did their work.
-    ASSERT_TRUE(testsupport::write_file(tmp / "mnt/mmc/job.sh",
-                                        "#!/bin/sh\r\necho \"args:$1:$2\" > /tmp/ran\r\n"));
+    ASSERT_TRUE(
+        testsupport::write_file(tmp / "mnt/mmc/job.sh", "#!/bin/sh\r\necho \"args:$1:$2\" > /tmp/ran\r\n"));
     ASSERT_TRUE(testsupport::write_file(tmp / "tmp/.keep", ""));
     fflush(stdout);
     const pid_t pid = fork();
@@ -240,7 +241,7 @@ TEST(SdShellForReal, CopiesFixesLineEndsAndRunsTheScript) {
 // The result from two rand() values, computed with 64-bit arithmetic.
 int64_t model_rand(uint32_t a, uint32_t b) {
     int64_t sum = static_cast<int64_t>(a) + b;
-    if (sum >= (int64_t{1} << 31)) sum -= int64_t{1} << 32;  // wrapped into a signed word
+    if (sum >= (int64_t{1} << 31)) sum -= int64_t{1} << 32;          // wrapped into a signed word
     int64_t shifted = sum >= 0 ? sum / 256 : -((-sum + 255) / 256);  // rounds toward minus infinity
     if (shifted < 0) shifted += int64_t{1} << 32;
     return shifted % 100000000;
@@ -261,7 +262,8 @@ TEST(Rand, SeededFromTheNanosecondsOnly) {
             const std::string out = capture_stdout([&] { r = Zev_Comm_Rand(); });
             EXPECT_EQ(r, model_rand(a, b)) << nsec;
             char msg[64];
-            snprintf(msg, sizeof msg, "DBG Zev_Comm_Rand :t=%lx, rand=%d\n", static_cast<unsigned long>(nsec), r);
+            snprintf(msg, sizeof msg, "DBG Zev_Comm_Rand :t=%lx, rand=%d\n", static_cast<unsigned long>(nsec),
+                     r);
             EXPECT_EQ(summarise(out), std::vector<std::string>{msg});
             EXPECT_TRUE((r >= 0 && r <= 8388607) || (r >= 86578688 && r <= 94967295)) << r;
             (r <= 8388607 ? low_band : high_band) = true;
@@ -278,8 +280,18 @@ TEST(IsNumber, OnlyTheTenDigitCodes) {
     const struct {
         int32_t c;
         int32_t want;
-    } cases[] = {{48, 1}, {53, 1}, {57, 1}, {47, 0}, {58, 0}, {-1, 0}, {0, 0},
-                 {48 + 256, 0}, {-208, 0}, {INT32_MIN, 0}, {INT32_MIN + 48, 0}, {INT32_MAX, 0}};
+    } cases[] = {{48, 1},
+                 {53, 1},
+                 {57, 1},
+                 {47, 0},
+                 {58, 0},
+                 {-1, 0},
+                 {0, 0},
+                 {48 + 256, 0},
+                 {-208, 0},
+                 {INT32_MIN, 0},
+                 {INT32_MIN + 48, 0},
+                 {INT32_MAX, 0}};
     for (const auto &c : cases) EXPECT_EQ(Zev_Comm_IsNumber(c.c), c.want) << c.c;
 }
 
@@ -292,8 +304,11 @@ TEST(IsTaskRunning, SubstringOfTheFirst127BytesOfGrepsOutput) {
         "UID PID CMD\n"
         "root 1 /sbin/init\n"
         "root 42 /usr/bin/camera_app --record\n"
-        "root 77 " + std::string(130, 'x') + " late_proc\n"
-        "root 90 " + std::string(27, 'y') + "\n";
+        "root 77 " +
+        std::string(130, 'x') +
+        " late_proc\n"
+        "root 90 " +
+        std::string(27, 'y') + "\n";
     ASSERT_TRUE(testsupport::write_file(tmp / "listing", listing));
     stubs.add("ps", "cat " + quoted(tmp / "listing"));
     const std::string name34(34, 'y');
@@ -303,14 +318,14 @@ TEST(IsTaskRunning, SubstringOfTheFirst127BytesOfGrepsOutput) {
         bool runs;
     } cases[] = {
         {"camera_app", 1, true},
-        {"camera", 1, true},        // a part of a command line counts
+        {"camera", 1, true},  // a part of a command line counts
         {"init", 1, true},
         {"recorder", 0, true},
-        {"late_proc", 0, true},     // further back than byte 127
-        {"", 1, true},              // the empty text is in every text
+        {"late_proc", 0, true},  // further back than byte 127
+        {"", 1, true},           // the empty text is in every text
         {std::string(27, 'y'), 1, true},
-        {name34, 0, true},          // fits the command, but is not in the listing
-        {name34 + "y", 0, false},   // too long for the command: not run
+        {name34, 0, true},         // fits the command, but is not in the listing
+        {name34 + "y", 0, false},  // too long for the command: not run
     };
     for (const auto &c : cases) {
         stubs.clear();

@@ -1,13 +1,22 @@
 // Thread creation: the stack floor, read inside the new thread.
-#include <pthread.h>
-
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <climits>
 
 #include "comm_sys.h"
 
 namespace {
+
+// ThreadSanitizer gives small stacks room of its own; elsewhere the thread
+// has exactly the stack it was created with.
+void expect_stack(size_t seen, size_t asked_for) {
+#if defined(__SANITIZE_THREAD__)
+    EXPECT_GE(seen, asked_for);
+#else
+    EXPECT_EQ(seen, asked_for);
+#endif
+}
 
 struct Seen {
     size_t stack = 0;
@@ -39,15 +48,16 @@ TEST(CreateThread, StackFloorOf16384) {
         int32_t asked;
         size_t got;
     } cases[] = {
-        {INT32_MIN, 16384}, {-1, 16384}, {0, 16384}, {1, 16384}, {16383, 16384},
-        {16384, 16384},     {65536, 65536}, {1 << 20, 1 << 20},
+        {INT32_MIN, 16384}, {-1, 16384},    {0, 16384},     {1, 16384},
+        {16383, 16384},     {16384, 16384}, {65536, 65536}, {1 << 20, 1 << 20},
     };
     for (const auto &c : cases) {
         int marker = 0;
         pthread_t t;
         ASSERT_EQ(Zev_Comm_CreateThreadEx(&t, report, c.asked, &marker), 0) << c.asked;
         const Seen s = join(t);
-        EXPECT_EQ(s.stack, c.got) << c.asked;
+        SCOPED_TRACE(c.asked);
+        expect_stack(s.stack, c.got);
         EXPECT_EQ(s.arg, &marker);
     }
 }
@@ -57,7 +67,7 @@ TEST(CreateThread, PassesANullArgument) {
     ASSERT_EQ(Zev_Comm_CreateThread(&t, report, 0), 0);
     const Seen s = join(t);
     EXPECT_EQ(s.arg, nullptr);
-    EXPECT_EQ(s.stack, 16384u);
+    expect_stack(s.stack, 16384);
 }
 
 }  // namespace

@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "command.hpp"
 #include "comm_clock.h"
 #include "comm_datetime.h"
+#include "command.hpp"
 #include "zev_settings.h"
 
 namespace {
@@ -93,9 +93,10 @@ int run_date(commctl::Args all) {
                        strcmp(op, "from-rtc") == 0;
     if (!known) return commctl::usage_error("unknown date operation '%s'", op);
     if (!on_board && !system_clock)
-        return commctl::usage_error("date %s would change this machine's clock: run it inside boardsim, "
-                                    "or add --system-clock",
-                                    op);
+        return commctl::usage_error(
+            "date %s would change this machine's clock: run it inside boardsim, "
+            "or add --system-clock",
+            op);
     if (strcmp(op, "set") == 0 || strcmp(op, "set-utc") == 0) {
         hiSYSTEM_TM_S t{};
         if (count != 3 || !parse_date(words[1], words[2], t))
@@ -116,5 +117,5 @@ int run_date(commctl::Args all) {
 
 }  // namespace
 
-COMMCTL_COMMAND(date, "date", "show the date and zone; set the date, the zone, or load the hardware clock", kUsage,
-                run_date);
+COMMCTL_COMMAND(date, "date", "show the date and zone; set the date, the zone, or load the hardware clock",
+                kUsage, run_date);

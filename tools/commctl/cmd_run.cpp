@@ -3,8 +3,8 @@
 #include <cstring>
 #include <string>
 
-#include "command.hpp"
 #include "comm_sys.h"
+#include "command.hpp"
 
 namespace {
 
