@@ -79,9 +79,12 @@ bool clock_attach(Board &board) {
     script.replace(script.find("@DIR@"), 5, dir);
     const std::string hwclock = dir + "/bin/hwclock";
     if (!write_text(hwclock, script) || chmod(hwclock.c_str(), 0755) != 0) return false;
-    const char *path = getenv("PATH");
-    const std::string search =
-        dir + "/bin" + (path != nullptr && *path != '\0' ? ":" + std::string(path) : "");
+    std::string search = dir;
+    search += "/bin";
+    if (const char *path = getenv("PATH"); path != nullptr && *path != '\0') {
+        search += ':';
+        search += path;
+    }
     setenv("PATH", search.c_str(), 1);
     setenv("TZ", "UTC0", 1);
     return true;
