@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -102,6 +103,26 @@ TEST(Cmd, NullCommandIsNotStarted) {
     char buf[4] = {'X', 'X', 'X', 'X'};
     EXPECT_EQ(Zev_Comm_Cmd(nullptr, buf, sizeof buf), -1);
     EXPECT_EQ(std::string(buf, 4), "XXXX");
+}
+
+TEST(Cmd, CommandThatCannotStartGivesMinusOne) {
+    // No descriptor left for the pipe: popen itself fails.
+    fflush(stdout);
+    const pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        for (int fd = 3; fd < 1024; ++fd) close(fd);
+        const struct rlimit lim = {3, 3};
+        if (setrlimit(RLIMIT_NOFILE, &lim) != 0) _exit(77);
+        char buf[4] = {'X', 'X', 'X', 'X'};
+        const int32_t rc = Zev_Comm_Cmd("printf x", buf, sizeof buf);
+        _exit(rc == -1 && buf[0] == 'X' ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "cannot lower the descriptor limit";
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 // ---- Zev_Comm_RunSDShell with stubs ------------------------------------------
