@@ -32,6 +32,17 @@ COMM_API int32_t Zev_Comm_GetStorageDev(char *pDevPath);
  * 100 ms after the first. pDevName is untouched unless the result is 0. */
 COMM_API int32_t Zev_Comm_GetStorageDevName(char *pDevName);
 
+/* The blocks value (units of 1024 bytes) of the first table line that
+ * holds pName anywhere: "mmcblk0" gives the whole disk, "mmcblk0p1" its
+ * partition. 0 when the table cannot be opened or no line holds the name.
+ * When the name stands at the very start of its line there is no number:
+ * 0; when no blank stands in front of the number, it is read from the
+ * line's start. pName must not be empty. */
+COMM_API int32_t Zev_Comm_GetStorageSizeKB(const char *pName);
+
+/* Zev_Comm_GetStorageSizeKB shifted right by 10 bits: 1023 KB gives 0. */
+COMM_API int32_t Zev_Comm_GetStorageSizeMB(const char *pName);
+
 /* Waits for path to exist: iTimeOutMs / iIntervalMs tests (cut), the
  * first at once, each failed one followed by a pause of iIntervalMs. 1 when
  * the path exists (DBG "get %s\n"), 0 on time-out (DBG "%s timeout\n").
