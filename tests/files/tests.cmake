@@ -2,3 +2,5 @@
 # attribute requests are answered inside the test programs.
 comm_add_test(test_file_chores SOURCES files/test_file_chores.cpp)
 comm_add_test(test_param_text SOURCES files/test_param_text.cpp)
+comm_add_test(test_wait_folder SOURCES files/test_wait_folder.cpp files/fake_sleep.cpp)
+comm_add_test(test_sd_card SOURCES files/test_sd_card.cpp files/fake_sleep.cpp BOARD)
