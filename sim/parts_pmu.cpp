@@ -113,29 +113,13 @@ bool serve(unsigned long number, int32_t &word) {
     return false;
 }
 
+int serve_request(void *, unsigned long number, int32_t &word) {
+    if (g_pmu.fail) return EIO;
+    return serve(number, word) ? 0 : ENOTTY;
+}
+
 gboolean on_ioctl(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer) {
-    const unsigned long number = umockdev_ioctl_client_get_request(client);
-    if (g_pmu.fail) {
-        umockdev_ioctl_client_complete(client, -1, EIO);
-        return TRUE;
-    }
-    GError *error = nullptr;
-    UMockdevIoctlData *data =
-        umockdev_ioctl_data_resolve(umockdev_ioctl_client_get_arg(client), 0, sizeof(int32_t), &error);
-    if (data == nullptr) {
-        g_clear_error(&error);
-        umockdev_ioctl_client_complete(client, -1, EFAULT);
-        return TRUE;
-    }
-    int32_t word = 0;
-    memcpy(&word, data->data, sizeof word);
-    if (serve(number, word)) {
-        memcpy(data->data, &word, sizeof word);
-        umockdev_ioctl_client_complete(client, 0, 0);
-    } else {
-        umockdev_ioctl_client_complete(client, -1, ENOTTY);
-    }
-    g_object_unref(data);
+    serve_word_request(client, serve_request, nullptr);
     return TRUE;
 }
 

@@ -5,37 +5,27 @@
 #include <algorithm>
 #include <cstring>
 
-#include "board_tree.hpp"
+#include "board_devnode.hpp"
 
 namespace testsupport {
 namespace {
 
+int serve_word(void *context, unsigned long request, int32_t &word) {
+    const IoctlAnswer a = static_cast<IoctlDevice *>(context)->handle(request, word, true);
+    if (a.result != 0) return a.error != 0 ? a.error : EIO;
+    word = a.word;
+    return 0;
+}
+
 gboolean on_handle_ioctl(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer user_data) {
     auto *dev = static_cast<IoctlDevice *>(user_data);
     const unsigned long request = umockdev_ioctl_client_get_request(client);
-    if (!dev->takes_word(request)) {
-        const IoctlAnswer a = dev->handle(request, 0, false);
-        umockdev_ioctl_client_complete(client, a.result == 0 ? 0 : -1, a.error);
+    if (dev->takes_word(request)) {
+        comm::sim::serve_word_request(client, serve_word, dev);
         return TRUE;
     }
-    UMockdevIoctlData *arg = umockdev_ioctl_client_get_arg(client);
-    GError *error = nullptr;
-    UMockdevIoctlData *data = umockdev_ioctl_data_resolve(arg, 0, sizeof(int32_t), &error);
-    if (data == nullptr) {
-        g_clear_error(&error);
-        umockdev_ioctl_client_complete(client, -1, EFAULT);
-        return TRUE;
-    }
-    int32_t word = 0;
-    memcpy(&word, data->data, sizeof word);
-    const IoctlAnswer a = dev->handle(request, word, true);
-    if (a.result == 0) {
-        memcpy(data->data, &a.word, sizeof a.word);
-        umockdev_ioctl_client_complete(client, 0, 0);
-    } else {
-        umockdev_ioctl_client_complete(client, -1, a.error);
-    }
-    g_object_unref(data);
+    const IoctlAnswer a = dev->handle(request, 0, false);
+    umockdev_ioctl_client_complete(client, a.result == 0 ? 0 : -1, a.error);
     return TRUE;
 }
 
@@ -43,29 +33,24 @@ gboolean on_handle_ioctl(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpoin
 
 IoctlDevice::IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode, std::vector<unsigned long> no_argument)
     : no_argument_(std::move(no_argument)) {
-    const std::string name = devnode.substr(devnode.rfind('/') + 1);
-    gchar *sys = umockdev_testbed_add_device(testbed, "misc", name.c_str(), nullptr, "dev", "10:200", nullptr,
-                                             "DEVNAME", devnode.c_str(), nullptr);
-    g_free(sys);
     UMockdevIoctlBase *handler = umockdev_ioctl_base_new();
     g_signal_connect(handler, "handle-ioctl", G_CALLBACK(on_handle_ioctl), this);
-    GError *error = nullptr;
-    if (umockdev_testbed_attach_ioctl(testbed, devnode.c_str(), handler, &error)) {
+    g_object_ref(handler);  // kept to disconnect from it at the end
+    gchar *root = umockdev_testbed_get_root_dir(testbed);
+    if (comm::sim::add_device_node(testbed, root, "misc", devnode, "10:200", handler)) {
         handler_ = handler;
-        // The node itself: the preload connects it to the handler on open.
-        gchar *root = umockdev_testbed_get_root_dir(testbed);
-        comm::sim::write_text(std::string(root) + devnode, "");
-        g_free(root);
     } else {
-        g_clear_error(&error);
         g_object_unref(handler);
     }
+    g_free(root);
 }
 
 IoctlDevice::~IoctlDevice() {
     // The handler stays with the testbed (a descriptor may still be open on
     // it); only stop it from calling back into this object.
-    if (handler_ != nullptr) g_signal_handlers_disconnect_by_data(handler_, this);
+    if (handler_ == nullptr) return;
+    g_signal_handlers_disconnect_by_data(handler_, this);
+    g_object_unref(handler_);
 }
 
 void IoctlDevice::answer(std::function<IoctlAnswer(unsigned long, int32_t)> fn) {
