@@ -224,13 +224,4 @@ TEST_F(PmuDevice, AFailedRequestGivesZeroAndKeepsTheDescriptor) {
     }
 }
 
-TEST_F(PmuDevice, ResultsDoNotDependOnThePrintLevel) {
-    dev_->answer([](unsigned long, int32_t) { return IoctlAnswer{0, 0, 3}; });
-    Zev_Comm_SetPrintLev(0);
-    EXPECT_EQ(capture_stdout([] { EXPECT_EQ(Zev_Pmu_GetVoltage(1), 3); }), "");
-    EXPECT_EQ(capture_stdout([] { EXPECT_EQ(Zev_Pmu_GetType(), 1); }), "");
-    dev_->answer([](unsigned long, int32_t) { return IoctlAnswer{-1, EINVAL, 3}; });
-    EXPECT_EQ(capture_stdout([] { EXPECT_EQ(Zev_Pmu_IsAccOn(), 0); }), "");
-}
-
 }  // namespace

@@ -144,45 +144,38 @@ TEST_F(ParamText, FileReaderFailures) {
     const std::string f = dir_ / "p.txt";
     const std::string missing = dir_ / "missing";
     ASSERT_TRUE(testsupport::write_file(f, "FW=1\\"));
-    int32_t value = 5;
-    char out[16] = "keep";
+    const std::string read_failed = "VER Zev_Comm_ReadFile :[ZEV]ZevReadFile---" + missing + "---failed!uRet=1 (0 bytes)\r\n";
     const struct {
         const char *name;
-        int32_t (*call)(const char *, const char *, int32_t *, char *);
-        const char *fn;
         const char *path;
         const char *key;
-        bool null_out;
+        bool out;
         int32_t result;
     } cases[] = {
-        {"num null path", [](const char *p, const char *k, int32_t *v, char *) { return Zev_Comm_GetNumFromFileBykey(p, k, v); },
-         "Zev_Comm_GetNumFromFileBykey", nullptr, "FW", false, -100},
-        {"num null key", [](const char *p, const char *k, int32_t *v, char *) { return Zev_Comm_GetNumFromFileBykey(p, k, v); },
-         "Zev_Comm_GetNumFromFileBykey", f.c_str(), nullptr, false, -100},
-        {"num null out", [](const char *p, const char *k, int32_t *, char *) { return Zev_Comm_GetNumFromFileBykey(p, k, nullptr); },
-         "Zev_Comm_GetNumFromFileBykey", f.c_str(), "FW", true, -100},
-        {"str null out", [](const char *p, const char *k, int32_t *, char *) { return Zev_Comm_GetStrFromFileBykey(p, k, nullptr); },
-         "Zev_Comm_GetStrFromFileBykey", f.c_str(), "FW", true, -100},
-        {"str null path", [](const char *p, const char *k, int32_t *, char *o) { return Zev_Comm_GetStrFromFileBykey(p, k, o); },
-         "Zev_Comm_GetStrFromFileBykey", nullptr, "FW", false, -100},
-        {"num missing", [](const char *p, const char *k, int32_t *v, char *) { return Zev_Comm_GetNumFromFileBykey(p, k, v); },
-         "Zev_Comm_GetNumFromFileBykey", missing.c_str(), "FW", false, 1},
-        {"str missing", [](const char *p, const char *k, int32_t *, char *o) { return Zev_Comm_GetStrFromFileBykey(p, k, o); },
-         "Zev_Comm_GetStrFromFileBykey", missing.c_str(), "FW", false, 1},
+        {"null path", nullptr, "FW", true, -100},
+        {"null key", f.c_str(), nullptr, true, -100},
+        {"null output", f.c_str(), "FW", false, -100},
+        {"missing file", missing.c_str(), "FW", true, 1},
     };
-    for (const auto &c : cases) {
-        int32_t r = 0;
-        const auto lines = summarise(capture_stdout([&] { r = c.call(c.path, c.key, &value, out); }));
-        EXPECT_EQ(r, c.result) << c.name;
-        std::vector<std::string> expected;
-        if (c.result == 1) {
-            expected.push_back("VER Zev_Comm_ReadFile :[ZEV]ZevReadFile---" + missing + "---failed!uRet=1 (0 bytes)\r\n");
+    for (const bool text : {false, true}) {
+        const std::string fn = text ? "Zev_Comm_GetStrFromFileBykey" : "Zev_Comm_GetNumFromFileBykey";
+        for (const auto &c : cases) {
+            int32_t value = 5;
+            char out[16] = "keep";
+            int32_t r = 0;
+            const auto lines = summarise(capture_stdout([&] {
+                r = text ? Zev_Comm_GetStrFromFileBykey(c.path, c.key, c.out ? out : nullptr)
+                         : Zev_Comm_GetNumFromFileBykey(c.path, c.key, c.out ? &value : nullptr);
+            }));
+            EXPECT_EQ(r, c.result) << fn << " " << c.name;
+            std::vector<std::string> expected;
+            if (c.result == 1) expected.push_back(read_failed);
+            expected.push_back("VER " + fn + " :Failed!uRet=" + std::to_string(c.result) + "\r\n");
+            EXPECT_EQ(lines, expected) << fn << " " << c.name;
+            EXPECT_EQ(value, 5);
+            EXPECT_STREQ(out, "keep");
         }
-        expected.push_back(std::string("VER ") + c.fn + " :Failed!uRet=" + std::to_string(c.result) + "\r\n");
-        EXPECT_EQ(lines, expected) << c.name;
     }
-    EXPECT_EQ(value, 5);
-    EXPECT_STREQ(out, "keep");
 }
 
 TEST_F(ParamText, LineValues) {
