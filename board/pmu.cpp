@@ -1,13 +1,12 @@
 // The PMU driver's client: one ioctl per operation on a descriptor that is
 // opened on first use and kept to the end of the process.
-#include "comm_pmu.h"
-
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "comm_board.h"
 #include "comm_log.h"
+#include "comm_pmu.h"
 
 namespace comm {
 namespace {

@@ -1,7 +1,5 @@
 // Board switches and temperature: the kernel command line, the temperature
 // test mode, the CPU temperature, touch, USB and console.
-#include "comm_board.h"
-
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -9,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "comm_board.h"
 #include "comm_file.h"
 #include "comm_gpio.h"
 #include "comm_log.h"

@@ -1,6 +1,4 @@
 // File chores: each call opens what it needs and closes it before it returns.
-#include "comm_file.h"
-
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -9,6 +7,7 @@
 
 #include <cstdio>
 
+#include "comm_file.h"
 #include "comm_log.h"
 #include "frame/handles.hpp"
 
@@ -83,7 +82,8 @@ COMM_API int32_t Zev_Comm_ReadFile(const char *path, void *pBuf, uint32_t size) 
 COMM_API int32_t Zev_Comm_ReadFileEx(const char *path, int32_t offset, void *pBuf, uint32_t size) {
     comm::UniqueFile f(fopen(path, comm::kReadMode));
     if (!f) {
-        ZEV_COMM_VER("[ZEV]ZevReadFile---%s---failed!uRet=%d (%d bytes)\r\n", path, comm::kReadExOpenFailed, 0);
+        ZEV_COMM_VER("[ZEV]ZevReadFile---%s---failed!uRet=%d (%d bytes)\r\n", path, comm::kReadExOpenFailed,
+                     0);
         return comm::kReadExOpenFailed;
     }
     // A refused seek (procfs, or back past the start) leaves the stream at

@@ -1,18 +1,17 @@
 // Key=value texts: the backslash-ended parameter text and single lines.
-#include "comm_param.h"
-
 #include <cstdlib>
 #include <cstring>
 
 #include "comm_file.h"
 #include "comm_log.h"
+#include "comm_param.h"
 
 namespace comm {
 namespace {
 
-constexpr size_t kTextCopySize = 1024;    // the text's private copy
-constexpr size_t kFileBufferSize = 512;   // the file's cleared buffer
-constexpr uint32_t kFileReadSize = 511;   // one less: the text stays terminated
+constexpr size_t kTextCopySize = 1024;   // the text's private copy
+constexpr size_t kFileBufferSize = 512;  // the file's cleared buffer
+constexpr uint32_t kFileReadSize = 511;  // one less: the text stays terminated
 constexpr int32_t kNullArgument = -100;
 constexpr char kEntryEnd = '\\';
 
@@ -55,7 +54,8 @@ struct FileText {
 };
 
 // Reads the first 511 bytes of the file; 0, or the failure to return.
-int32_t read_param_file(const char *name, const char *path, const char *pKey, const void *out, FileText &buf) {
+int32_t read_param_file(const char *name, const char *path, const char *pKey, const void *out,
+                        FileText &buf) {
     if (path == nullptr || pKey == nullptr || out == nullptr) {
         ZEV_COMM_LOG_AS(VER, name, "Failed!uRet=%d\r\n", kNullArgument);
         return kNullArgument;

@@ -1,6 +1,4 @@
 // SD card discovery in the kernel's partition table, and waiting for a path.
-#include "comm_sd.h"
-
 #include <unistd.h>
 
 #include <cstdio>
@@ -8,6 +6,7 @@
 
 #include "comm_file.h"
 #include "comm_log.h"
+#include "comm_sd.h"
 
 namespace comm {
 namespace {

@@ -1,11 +1,10 @@
 // The SD card's size from the blocks column of /proc/partitions.
-#include "comm_sd.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "comm_mtd.h"
+#include "comm_sd.h"
 #include "frame/handles.hpp"
 
 namespace comm {

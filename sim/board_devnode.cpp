@@ -26,7 +26,8 @@ bool add_device_node(UMockdevTestbed *testbed, const std::string &root, const ch
     const bool attached = umockdev_testbed_attach_ioctl(testbed, devnode.c_str(), handler, &error);
     g_object_unref(handler);  // the testbed keeps its own reference
     if (!attached) {
-        fprintf(stderr, "boardsim: cannot attach %s: %s\n", devnode.c_str(), error != nullptr ? error->message : "?");
+        fprintf(stderr, "boardsim: cannot attach %s: %s\n", devnode.c_str(),
+                error != nullptr ? error->message : "?");
         g_clear_error(&error);
         return false;
     }

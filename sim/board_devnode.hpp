@@ -3,11 +3,10 @@
 // open of a /dev file to one).
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "board.hpp"
-
-#include <cstdint>
 
 typedef struct _UMockdevIoctlBase UMockdevIoctlBase;
 typedef struct _UMockdevIoctlClient UMockdevIoctlClient;

@@ -51,8 +51,9 @@ bool board_attach(Board &board) {
     std::string table;
     if (sd == "absent") table = kTableHead;
     if (sd == "disk") table = std::string(kTableHead) + kDiskLine;
-    if (!place(board, kCmdLine, cmdline) || !place(board, kCpuTemp, degrees.empty() ? "" : cpu_temp_text(degrees)) ||
-        !place(board, kTouch, "") || !place(board, kPartitions, table))
+    if (!place(board, kCmdLine, cmdline) ||
+        !place(board, kCpuTemp, degrees.empty() ? "" : cpu_temp_text(degrees)) || !place(board, kTouch, "") ||
+        !place(board, kPartitions, table))
         return false;
     if (sd == "absent") return true;
     if (!add_device_node(board, "block", "/dev/mmcblk0", "179:0")) return false;

@@ -1,9 +1,9 @@
 // temp, usb and touch: the board's small switches and its temperatures.
 #include <cstring>
 
-#include "command.hpp"
 #include "comm_board.h"
 #include "comm_pmu.h"
+#include "command.hpp"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "command.hpp"
 #include "comm_file.h"
+#include "command.hpp"
 
 namespace {
 

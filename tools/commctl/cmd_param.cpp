@@ -1,8 +1,8 @@
 // param: one value of a backslash-ended parameter file (KEY=VALUE\).
 #include <cstring>
 
-#include "command.hpp"
 #include "comm_param.h"
+#include "command.hpp"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "command.hpp"
 #include "comm_pmu.h"
+#include "command.hpp"
 
 namespace {
 
@@ -36,7 +36,8 @@ int show_readings() {
     printf("sd card         %d\n", Zev_Pmu_GetSDInsterStat());
     printf("boot word       0x%x\n", static_cast<unsigned>(Zev_Pmu_GetBootRes()));
     printf("type            %d\n", Zev_Pmu_GetType());
-    if (!present) return commctl::failure("no PMU device at %s: these are the library's fall-back values", kNode);
+    if (!present)
+        return commctl::failure("no PMU device at %s: these are the library's fall-back values", kNode);
     return commctl::kOk;
 }
 
@@ -66,4 +67,5 @@ int run_pmu(commctl::Args args) {
 
 }  // namespace
 
-COMMCTL_COMMAND(pmu, "pmu", "show the PMU's readings; set charge current, cap, time-out, power off", kUsage, run_pmu);
+COMMCTL_COMMAND(pmu, "pmu", "show the PMU's readings; set charge current, cap, time-out, power off", kUsage,
+                run_pmu);

@@ -1,6 +1,6 @@
 // sd: the SD card's device, name and size from /proc/partitions.
-#include "command.hpp"
 #include "comm_sd.h"
+#include "command.hpp"
 
 namespace {
 
