@@ -58,15 +58,25 @@ struct Board {
     std::unique_ptr<testsupport::IoctlDevice> driver;
 };
 
+Board *g_board = nullptr;
+
 Board &board() {
-    static Board *b = [] {
-        auto *nb = new Board;
-        nb->bed.write("/proc/cmdline", "console=ttyS0,115200 root=/dev/mtdblock3\n");
+    if (g_board == nullptr) {
+        g_board = new Board;
+        g_board->bed.write("/proc/cmdline", "console=ttyS0,115200 root=/dev/mtdblock3\n");
         capture_stdout([] { Zev_Comm_IsTempTestMode(); });  // the once-per-process line
-        return nb;
-    }();
-    return *b;
+    }
+    return *g_board;
 }
+
+// The testbed goes after the last test (the descriptor is never used again).
+struct BoardCleanup : ::testing::Environment {
+    void TearDown() override {
+        delete g_board;
+        g_board = nullptr;
+    }
+};
+[[maybe_unused]] const auto *const kCleanup = ::testing::AddGlobalTestEnvironment(new BoardCleanup);
 
 testsupport::IoctlDevice &driver() {
     Board &b = board();

@@ -25,10 +25,21 @@ const std::string kTemp = "/sys/devices/virtual/mstar/msys/TEMP_R";
 const std::string kTouch = "/sys/class/i2c-dev/i2c-4/device/4-005d/drv_irq";
 const std::string kGpio = "/sys/class/gpio";
 
+// One testbed for the whole program, removed after the last test.
+testsupport::Testbed *g_bed = nullptr;
+
 testsupport::Testbed &bed() {
-    static testsupport::Testbed *b = new testsupport::Testbed;
-    return *b;
+    if (g_bed == nullptr) g_bed = new testsupport::Testbed;
+    return *g_bed;
 }
+
+struct BedCleanup : ::testing::Environment {
+    void TearDown() override {
+        delete g_bed;
+        g_bed = nullptr;
+    }
+};
+[[maybe_unused]] const auto *const kCleanup = ::testing::AddGlobalTestEnvironment(new BedCleanup);
 
 class Switches : public ::testing::Test {
 protected:
@@ -187,8 +198,8 @@ TEST_F(Switches, UsbSwitchDrivesPin33Inverted) {
 
 TEST_F(Switches, ConsoleRedirectionOnAMockedTerminal) {
     constexpr unsigned long kTiocCons = 0x541D;
-    static testsupport::IoctlDevice *tty =
-        new testsupport::IoctlDevice(bed().get(), "/dev/ttyS9", std::vector<unsigned long>{kTiocCons});
+    auto tty = std::make_unique<testsupport::IoctlDevice>(bed().get(), "/dev/ttyS9",
+                                                          std::vector<unsigned long>{kTiocCons});
     ASSERT_TRUE(tty->attached());
     const struct {
         const char *name;

@@ -22,10 +22,21 @@ namespace {
 
 const std::string kCmdLine = "console=ttyS0 mode=soft=TEMPERATE quiet\n";
 
+// One testbed for the whole program, removed after the last test.
+testsupport::Testbed *g_bed = nullptr;
+
 testsupport::Testbed &bed() {
-    static testsupport::Testbed *b = new testsupport::Testbed;
-    return *b;
+    if (g_bed == nullptr) g_bed = new testsupport::Testbed;
+    return *g_bed;
 }
+
+struct BedCleanup : ::testing::Environment {
+    void TearDown() override {
+        delete g_bed;
+        g_bed = nullptr;
+    }
+};
+[[maybe_unused]] const auto *const kCleanup = ::testing::AddGlobalTestEnvironment(new BedCleanup);
 
 class TestMode : public ::testing::Test {
 protected:
