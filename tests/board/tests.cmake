@@ -1,1 +1,14 @@
 comm_add_test(test_gpio SOURCES board/test_gpio.cpp BOARD)
+# The PMU descriptor and the kernel command line are kept per process: the
+# temperature test mode runs in a program of its own.
+comm_add_test(test_pmu SOURCES board/test_pmu.cpp support/ioctl_device.cpp ${CMAKE_SOURCE_DIR}/sim/board_devnode.cpp BOARD)
+comm_add_test(test_switches SOURCES board/test_switches.cpp support/ioctl_device.cpp ${CMAKE_SOURCE_DIR}/sim/board_devnode.cpp BOARD)
+comm_add_test(test_switches_testmode SOURCES board/test_switches_testmode.cpp support/ioctl_device.cpp ${CMAKE_SOURCE_DIR}/sim/board_devnode.cpp BOARD)
+# commctl's board commands end to end on boardsim.
+if(COMM_WITH_UMOCKDEV AND COMM_BUILD_TOOLS)
+  comm_add_test(test_pmu_commctl SOURCES board/test_pmu_commctl.cpp sim/run.cpp)
+  target_compile_definitions(test_pmu_commctl PRIVATE
+    BOARDSIM_EXE="$<TARGET_FILE:boardsim>" COMMCTL_EXE="$<TARGET_FILE:commctl>")
+  add_dependencies(test_pmu_commctl boardsim commctl boardsim_preload)
+  set_property(TEST test_pmu_commctl APPEND PROPERTY LABELS board)
+endif()
