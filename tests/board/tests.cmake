@@ -1,1 +1,2 @@
 comm_add_test(test_gpio SOURCES board/test_gpio.cpp BOARD)
+comm_add_test(test_pwm SOURCES board/test_pwm.cpp BOARD)
