@@ -1,0 +1,7 @@
+find_program(COMM_LAME_EXECUTABLE lame)
+set(comm_lame "${COMM_LAME_EXECUTABLE}")
+if(NOT COMM_LAME_EXECUTABLE)
+  set(comm_lame "")
+endif()
+comm_add_test(test_mp3 SOURCES media/test_mp3.cpp)
+target_compile_definitions(test_mp3 PRIVATE COMM_LAME="${comm_lame}")
