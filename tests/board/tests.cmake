@@ -1,3 +1,11 @@
 comm_add_test(test_gpio SOURCES board/test_gpio.cpp BOARD)
 comm_add_test(test_pwm SOURCES board/test_pwm.cpp BOARD)
 comm_add_test(test_uart SOURCES board/test_uart.cpp)
+if(COMM_BUILD_TOOLS)
+  comm_add_test(test_pwm_uart_sim SOURCES board/test_pwm_uart_sim.cpp sim/run.cpp BOARD)
+  if(TARGET test_pwm_uart_sim)
+    target_compile_definitions(test_pwm_uart_sim PRIVATE
+      BOARDSIM_EXE="$<TARGET_FILE:boardsim>" COMMCTL_EXE="$<TARGET_FILE:commctl>")
+    add_dependencies(test_pwm_uart_sim boardsim commctl boardsim_preload)
+  endif()
+endif()
