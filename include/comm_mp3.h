@@ -7,9 +7,12 @@
  * The call blocks its thread until the file is decoded.
  *
  * Stack: the decoder's state and working memory stand on the caller's
- * stack. A decode was measured to need about 24 KiB of stack beyond the
- * call itself (x86-64, release build); give a decoding thread at least
- * 64 KiB.
+ * stack. Measured on x86-64 (release build): a decoding thread touched
+ * 34440 bytes of its stack, and 36 KiB was the smallest pthread stack size
+ * with which a decode ran through. Give a decoding thread at least 64 KiB.
+ *
+ * Frames are decoded straight into pOut while a whole frame fits there, so
+ * the PCM is not copied a second time.
  */
 #ifndef COMM_MP3_H
 #define COMM_MP3_H

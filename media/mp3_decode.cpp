@@ -51,34 +51,47 @@ Mapping map_file(const char *path, UniqueFd &fd) {
     return Mapping(addr, size);
 }
 
+// Where the next frame is decoded: straight into the caller's buffer when a
+// whole frame of the largest size fits behind the total there (and the
+// place suits 16-bit samples), otherwise into the record's frame buffer,
+// from which only what fits is copied. Layer III frames write PCM only when
+// they yield samples, so nothing lands behind the result; for layers I and
+// II, which may write before they fail, the frame buffer is always used.
+mp3d_sample_t *frame_target(Mp3DecodeState &st, uint8_t *out, int32_t total, int32_t capacity, int layer) {
+    constexpr int32_t kMaxFrameBytes = MINIMP3_MAX_SAMPLES_PER_FRAME * sizeof(mp3d_sample_t);
+    uint8_t *at = out + total;
+    const bool aligned = reinterpret_cast<uintptr_t>(at) % alignof(mp3d_sample_t) == 0;
+    if (layer == 3 && aligned && capacity - total >= kMaxFrameBytes) return reinterpret_cast<mp3d_sample_t *>(at);
+    return st.as16Pcm;
+}
+
 // Decodes frames into out until the file, a frame or the capacity ends.
 // Returns the bytes written.
 int32_t decode_frames(Mp3DecodeState &st, uint8_t *out, int32_t capacity) {
     int32_t total = 0;
-    bool first = true;
-    for (;;) {
+    int layer = 0;  // of the last frame; unknown before the first
+    for (bool first = true;; first = false) {
         mp3dec_frame_info_t info;
         memset(&info, 0, sizeof info);
-        st.iSamples = mp3dec_decode_frame(&st.stDecoder, st.pCur, st.iRemain, st.as16Pcm, &info);
+        mp3d_sample_t *pcm = frame_target(st, out, total, capacity, layer);
+        st.iSamples = mp3dec_decode_frame(&st.stDecoder, st.pCur, st.iRemain, pcm, &info);
         st.iChannels = info.channels;
         st.iHz = info.hz;
+        layer = info.layer;
         const int32_t consumed = info.frame_bytes < st.iRemain ? info.frame_bytes : st.iRemain;
         st.pCur += consumed;
         st.iRemain -= consumed;
-        if (first) {
-            ZEV_COMM_LOG_AS(DBG, "Zev_Mp3Decode", "samprate:%d, channels:%d\n", st.iHz, st.iChannels);
-            first = false;
-        }
+        if (first) ZEV_COMM_LOG_AS(DBG, "Zev_Mp3Decode", "samprate:%d, channels:%d\n", st.iHz, st.iChannels);
         if (st.iSamples <= 0) break;
         const int32_t channels = st.iChannels > 1 ? 2 : 1;
         const int32_t bytes = st.iSamples * channels * static_cast<int32_t>(sizeof(mp3d_sample_t));
         const int32_t room = capacity - total;
-        if (bytes > room) {
+        if (bytes > room) {  // never in place: a whole frame fitted there
             memcpy(out + total, st.as16Pcm, static_cast<size_t>(room));
             total += room;
             break;
         }
-        memcpy(out + total, st.as16Pcm, static_cast<size_t>(bytes));
+        if (pcm == st.as16Pcm) memcpy(out + total, st.as16Pcm, static_cast<size_t>(bytes));
         total += bytes;
         if (st.iRemain == 0) break;
     }

@@ -225,6 +225,17 @@ TEST_F(Mp3, ALameToneComesBackClosely) {
         power += static_cast<double>(tone[i]) * tone[i];
     }
     EXPECT_LT(err / power, 0.01) << "delay " << best_delay;  // better than 20 dB
+
+    // The same samples whether frames are decoded in place or through the
+    // frame buffer: at an odd address, and with the last frames cut.
+    std::vector<unsigned char> odd(static_cast<size_t>(expected) + 1, kUntouched);
+    ASSERT_EQ(Zev_Mp3Decode((dir_ / "tone.mp3").c_str(), odd.data() + 1, expected), expected);
+    EXPECT_EQ(memcmp(odd.data() + 1, out_.data(), static_cast<size_t>(expected)), 0);
+    const int32_t cut = expected - 3001;
+    std::vector<unsigned char> part(static_cast<size_t>(expected), kUntouched);
+    ASSERT_EQ(Zev_Mp3Decode((dir_ / "tone.mp3").c_str(), part.data(), cut), cut);
+    EXPECT_EQ(memcmp(part.data(), out_.data(), static_cast<size_t>(cut)), 0);
+    EXPECT_EQ(part[static_cast<size_t>(cut)], kUntouched);
 }
 
 }  // namespace
