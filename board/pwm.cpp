@@ -78,35 +78,33 @@ int32_t write_value(const char *name, int32_t pwm, const char *path_template, in
     return write_channel_attribute(name, pwm, path_template, number.text);
 }
 
+// export and unexport: the channel's number text to the controller's file.
+int32_t write_chip_file(const char *name, const char *path, int32_t pwm, bool unexport) {
+    if (!fits_channel_text(pwm)) {
+        ZEV_COMM_LOG_AS(DBG, name, "pwm[%d] out of range\n", pwm);
+        return -1;
+    }
+    const ChannelText number = print_number<sizeof(ChannelText::text)>(pwm);
+    if (write_attribute(path, number.text)) return 0;
+    if (unexport) {
+        ZEV_COMM_LOG_AS(INF, name, "no export gpio[%d]\n", pwm);
+    } else {
+        ZEV_COMM_LOG_AS(INF, name, "fail to export pwm[%d]\n", pwm);
+    }
+    return -1;
+}
+
 }  // namespace
 }  // namespace comm
 
 extern "C" {
 
 COMM_API int32_t Zev_Comm_PWM_Init(int32_t pwm) {
-    if (!comm::fits_channel_text(pwm)) {
-        ZEV_COMM_DBG("pwm[%d] out of range\n", pwm);
-        return -1;
-    }
-    const comm::ChannelText number = comm::print_number<sizeof(comm::ChannelText::text)>(pwm);
-    if (!comm::write_attribute(comm::kExportPath, number.text)) {
-        ZEV_COMM_INF("fail to export pwm[%d]\n", pwm);
-        return -1;
-    }
-    return 0;
+    return comm::write_chip_file(__func__, comm::kExportPath, pwm, false);
 }
 
 COMM_API int32_t Zev_Comm_PWM_Deinit(int32_t pwm) {
-    if (!comm::fits_channel_text(pwm)) {
-        ZEV_COMM_DBG("pwm[%d] out of range\n", pwm);
-        return -1;
-    }
-    const comm::ChannelText number = comm::print_number<sizeof(comm::ChannelText::text)>(pwm);
-    if (!comm::write_attribute(comm::kUnexportPath, number.text)) {
-        ZEV_COMM_INF("no export gpio[%d]\n", pwm);
-        return -1;
-    }
-    return 0;
+    return comm::write_chip_file(__func__, comm::kUnexportPath, pwm, true);
 }
 
 COMM_API int32_t Zev_Comm_PWM_Set_Frequency(int32_t pwm, int32_t iPeriod) {
