@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -71,6 +72,12 @@ protected:
         EXPECT_EQ(tcgetattr(fd_, &t), 0);
         return t;
     }
+    // Waits (up to 10 s) until the slave has bytes to read: a pty passes
+    // them on through a work queue, not at once.
+    bool wait_readable() const {
+        struct pollfd p = {fd_, POLLIN, 0};
+        return poll(&p, 1, 10000) == 1;
+    }
     // Bytes waiting at the slave: whether a flush happened.
     std::string pending() const {
         char buf[64] = {};
@@ -131,7 +138,7 @@ TEST_F(Uart, BadSpeedLeavesThePortAlone) {
         const struct termios after = attrs();
         EXPECT_EQ(memcmp(&before, &after, sizeof before), 0);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ASSERT_TRUE(wait_readable());
     EXPECT_EQ(pending(), "keep");  // the queues were not flushed
 }
 
@@ -152,7 +159,7 @@ TEST_F(Uart, BadFramingKeepsTheNewSpeedAndTheOldFraming) {
     for (auto c : cases) {
         ASSERT_EQ(ZEV_UART_SetAttr(fd_, &first), 0);
         send("gone");
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        ASSERT_TRUE(wait_readable());
         int r = 0;
         const auto lines = summarise(capture_stdout([&] { r = ZEV_UART_SetAttr(fd_, &c.attr); }));
         EXPECT_EQ(r, -2);
@@ -244,8 +251,10 @@ TEST_F(Uart, ReceivesPiecesInOrderAndStopsAtTheCount) {
     feeder.join();
     EXPECT_EQ(r, 0);
     EXPECT_EQ(std::string(reinterpret_cast<char *>(buf), 16), "abcdefghij......");
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(pending(), "KLMN");  // nothing was read beyond the count
+    ASSERT_TRUE(wait_readable());
+    std::string rest = pending();
+    while (rest.size() < 4 && wait_readable()) rest += pending();
+    EXPECT_EQ(rest, "KLMN");  // nothing was read beyond the count
 }
 
 TEST_F(Uart, TimeOutsKeepWhatArrived) {
@@ -265,8 +274,10 @@ TEST_F(Uart, TimeOutsKeepWhatArrived) {
     };
     for (const auto &c : cases) {
         tcflush(fd_, TCIFLUSH);
-        if (!c.sent.empty()) send(c.sent);
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        if (!c.sent.empty()) {
+            send(c.sent);
+            ASSERT_TRUE(wait_readable());
+        }
         uint8_t buf[16];
         memset(buf, '.', sizeof buf);
         EXPECT_EQ(ZEV_UART_RecvRawData(fd_, buf, c.len, c.timeout), c.result) << c.what;
