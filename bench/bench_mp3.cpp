@@ -62,9 +62,9 @@ bool write_source_pcm(const std::string &path) {
 std::string make_file(const std::string &dir) {
     const std::string pcm = dir + "/source.raw", mp3 = dir + "/bench.mp3";
     if (!write_source_pcm(pcm)) return {};
-    const std::string cmd = std::string(COMM_LAME) +
-                            " --quiet -r -s 44.1 --bitwidth 16 --signed --little-endian -m j -b 128 --cbr -t " + pcm +
-                            " " + mp3;
+    const std::string cmd =
+        std::string(COMM_LAME) +
+        " --quiet -r -s 44.1 --bitwidth 16 --signed --little-endian -m j -b 128 --cbr -t " + pcm + " " + mp3;
     const int rc = std::system(cmd.c_str());
     unlink(pcm.c_str());
     return rc == 0 ? mp3 : std::string();
@@ -169,7 +169,9 @@ void BM_libmpg123(benchmark::State &state) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(done));
 }
 
-double smallest(const std::vector<double> &v) { return v.empty() ? 0.0 : *std::min_element(v.begin(), v.end()); }
+double smallest(const std::vector<double> &v) {
+    return v.empty() ? 0.0 : *std::min_element(v.begin(), v.end());
+}
 
 BENCHMARK(BM_Zev_Mp3Decode)->Unit(benchmark::kMillisecond)->ComputeStatistics("min", smallest);
 BENCHMARK(BM_minimp3_frame_loop)->Unit(benchmark::kMillisecond)->ComputeStatistics("min", smallest);
@@ -263,7 +265,8 @@ void report_stack(const std::string &path) {
         if (!decodes_with_stack(path, size, static_cast<int32_t>(cap))) break;
         smallest = size;
     }
-    printf("\nstack: a decode thread touched %zu bytes of its stack (painted, thread start included)\n", used);
+    printf("\nstack: a decode thread touched %zu bytes of its stack (painted, thread start included)\n",
+           used);
     printf("stack: smallest pthread stack size that decoded (4 KiB steps): %zu bytes\n", smallest);
 }
 
@@ -289,7 +292,8 @@ int main(int argc, char **argv) {
     {
         const MappedFile m(g_path);
         g_capacity = pcm_bytes(m);
-        fprintf(stderr, "%s: %zu bytes, %lld bytes of PCM\n", g_path.c_str(), m.size, static_cast<long long>(g_capacity));
+        fprintf(stderr, "%s: %zu bytes, %lld bytes of PCM\n", g_path.c_str(), m.size,
+                static_cast<long long>(g_capacity));
     }
     g_out.assign(static_cast<size_t>(g_capacity), 0);
 
@@ -298,7 +302,8 @@ int main(int argc, char **argv) {
     const double zev = reporter.best["BM_Zev_Mp3Decode"];
     const double loop = reporter.best["BM_minimp3_frame_loop"];
     const double mpg = reporter.best["BM_libmpg123"];
-    if (zev > 0 && loop > 0) printf("\nZev_Mp3Decode / bare minimp3 loop: %.4f (%+.2f %%)\n", zev / loop, (zev / loop - 1) * 100);
+    if (zev > 0 && loop > 0)
+        printf("\nZev_Mp3Decode / bare minimp3 loop: %.4f (%+.2f %%)\n", zev / loop, (zev / loop - 1) * 100);
     if (zev > 0 && mpg > 0) printf("Zev_Mp3Decode / libmpg123:         %.4f\n", zev / mpg);
     report_stack(g_path);
     if (!dir.empty()) {

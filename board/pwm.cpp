@@ -1,6 +1,4 @@
 // PWM over the kernel's sysfs class: one open, one transfer, one close.
-#include "comm_pwm.h"
-
 #include <fcntl.h>
 
 #include <cstdio>
@@ -8,6 +6,7 @@
 #include <cstring>
 
 #include "comm_log.h"
+#include "comm_pwm.h"
 #include "frame/handles.hpp"
 
 namespace comm {
@@ -30,7 +29,7 @@ struct Text {
 using ChannelText = Text<4>;  // export/unexport: three characters
 using ValueText = Text<8>;    // period, duty_cycle, enable: seven characters
 using Path = Text<64>;
-using ReadText = Text<20>;    // duty_cycle read back: nineteen characters
+using ReadText = Text<20>;  // duty_cycle read back: nineteen characters
 
 bool fits_channel_text(int32_t v) { return v >= -99 && v <= 999; }
 bool fits_value_text(int32_t v) { return v >= -999999 && v <= 9999999; }
@@ -59,8 +58,7 @@ bool write_attribute(const char *path, const char *text) {
 
 // The writing operation of every attribute but unexport: its open failure is
 // logged in the name of the exported function that asked.
-int32_t write_channel_attribute(const char *name, int32_t pwm, const char *path_template,
-                                const char *text) {
+int32_t write_channel_attribute(const char *name, int32_t pwm, const char *path_template, const char *text) {
     const Path path = channel_path(path_template, pwm);
     if (!write_attribute(path.text, text)) {
         ZEV_COMM_LOG_AS(INF, name, "fail to export pwm[%d]\n", pwm);

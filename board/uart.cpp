@@ -1,7 +1,5 @@
 // Serial port over termios: open, speed and framing, receive under one
 // time-out budget, close.
-#include "comm_uart.h"
-
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/select.h>
@@ -11,6 +9,7 @@
 #include <ctime>
 
 #include "comm_log.h"
+#include "comm_uart.h"
 #include "frame/monotonic.hpp"
 
 namespace comm {
@@ -47,30 +46,45 @@ bool set_speed(int fd, uint32_t selector) {
 bool apply_data_size(struct termios &tio, uint32_t selector) {
     tio.c_cflag &= ~CSIZE;
     switch (selector) {
-    case 0: tio.c_cflag |= CS7; return true;
-    case 1: tio.c_cflag |= CS8; return true;
-    default: return false;
+        case 0:
+            tio.c_cflag |= CS7;
+            return true;
+        case 1:
+            tio.c_cflag |= CS8;
+            return true;
+        default:
+            return false;
     }
 }
 
 bool apply_parity(struct termios &tio, uint32_t selector) {
     switch (selector) {
-    case 0:
-    case 3: tio.c_cflag &= ~PARENB; return true;
-    case 1: tio.c_cflag |= PARENB | PARODD; return true;
-    case 2:
-        tio.c_cflag |= PARENB;
-        tio.c_cflag &= ~PARODD;
-        return true;
-    default: return false;
+        case 0:
+        case 3:
+            tio.c_cflag &= ~PARENB;
+            return true;
+        case 1:
+            tio.c_cflag |= PARENB | PARODD;
+            return true;
+        case 2:
+            tio.c_cflag |= PARENB;
+            tio.c_cflag &= ~PARODD;
+            return true;
+        default:
+            return false;
     }
 }
 
 bool apply_stop_bits(struct termios &tio, uint32_t selector) {
     switch (selector) {
-    case 0: tio.c_cflag &= ~CSTOPB; return true;
-    case 1: tio.c_cflag |= CSTOPB; return true;
-    default: return false;
+        case 0:
+            tio.c_cflag &= ~CSTOPB;
+            return true;
+        case 1:
+            tio.c_cflag |= CSTOPB;
+            return true;
+        default:
+            return false;
     }
 }
 
@@ -116,7 +130,9 @@ int64_t now_ns() {
 void rest_after_idle_pass(int64_t deadline_ns) {
     const int64_t left = deadline_ns - now_ns();
     if (left <= 0) return;
-    struct timespec rest {0, left < kIdlePassRestNs ? static_cast<long>(left) : kIdlePassRestNs};
+    struct timespec rest {
+        0, left < kIdlePassRestNs ? static_cast<long>(left) : kIdlePassRestNs
+    };
     (void)nanosleep(&rest, nullptr);
 }
 

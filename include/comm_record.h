@@ -28,8 +28,8 @@ COMM_BEGIN_DECLS
  * A null argument gives -1 with the ERR line of the pointer check and
  * touches nothing.
  */
-COMM_API int32_t Zev_Comm_GetFileDurationMsAndFps(const char *path, uint32_t *pDurationMs, uint32_t *pFpsWord0,
-                                                  uint32_t *pFpsWord1);
+COMM_API int32_t Zev_Comm_GetFileDurationMsAndFps(const char *path, uint32_t *pDurationMs,
+                                                  uint32_t *pFpsWord0, uint32_t *pFpsWord1);
 
 /*
  * Capture name slots 0, 1 and 2: three static strings of 72 bytes. Slot 0 is

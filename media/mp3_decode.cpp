@@ -1,7 +1,5 @@
 // The loop around minimp3: map the file, feed it frame by frame, copy the
 // PCM to the caller's buffer, stop at the right moment, clean up.
-#include "comm_mp3.h"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -9,6 +7,7 @@
 #include <cstring>
 
 #include "comm_log.h"
+#include "comm_mp3.h"
 #include "frame/handles.hpp"
 #include "minimp3.h"
 
@@ -61,7 +60,8 @@ mp3d_sample_t *frame_target(Mp3DecodeState &st, uint8_t *out, int32_t total, int
     constexpr int32_t kMaxFrameBytes = MINIMP3_MAX_SAMPLES_PER_FRAME * sizeof(mp3d_sample_t);
     uint8_t *at = out + total;
     const bool aligned = reinterpret_cast<uintptr_t>(at) % alignof(mp3d_sample_t) == 0;
-    if (layer == 3 && aligned && capacity - total >= kMaxFrameBytes) return reinterpret_cast<mp3d_sample_t *>(at);
+    if (layer == 3 && aligned && capacity - total >= kMaxFrameBytes)
+        return reinterpret_cast<mp3d_sample_t *>(at);
     return st.as16Pcm;
 }
 

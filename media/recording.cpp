@@ -1,13 +1,12 @@
 // Recording services: the MP4 header probe, the capture name slots and the
 // video parameters.
-#include "comm_record.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cstring>
 
 #include "comm_log.h"
+#include "comm_record.h"
 #include "frame/handles.hpp"
 #include "settings/zev_settings.h"
 
@@ -69,8 +68,8 @@ void clear_slot(char *slot) {
 
 extern "C" {
 
-COMM_API int32_t Zev_Comm_GetFileDurationMsAndFps(const char *path, uint32_t *pDurationMs, uint32_t *pFpsWord0,
-                                                  uint32_t *pFpsWord1) {
+COMM_API int32_t Zev_Comm_GetFileDurationMsAndFps(const char *path, uint32_t *pDurationMs,
+                                                  uint32_t *pFpsWord0, uint32_t *pFpsWord1) {
     ZEV_COMM_CHECK_POINTER(path);
     ZEV_COMM_CHECK_POINTER(pDurationMs);
     ZEV_COMM_CHECK_POINTER(pFpsWord0);

@@ -8,7 +8,8 @@ namespace {
 
 bool pwm_create(Board &board) {
     const std::string chip = board.tree + "/sys/class/pwm/pwmchip0";
-    return write_text(chip + "/export", "") && write_text(chip + "/unexport", "") && write_text(chip + "/npwm", "8\n");
+    return write_text(chip + "/export", "") && write_text(chip + "/unexport", "") &&
+           write_text(chip + "/npwm", "8\n");
 }
 
 // A state folder made before the board had PWM gets the controller now.

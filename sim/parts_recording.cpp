@@ -16,7 +16,8 @@ namespace {
 constexpr const char *kSample = "/sdcard/DCIM/sample.mp4";
 
 std::string be32(uint32_t v) {
-    return {static_cast<char>(v >> 24), static_cast<char>(v >> 16), static_cast<char>(v >> 8), static_cast<char>(v)};
+    return {static_cast<char>(v >> 24), static_cast<char>(v >> 16), static_cast<char>(v >> 8),
+            static_cast<char>(v)};
 }
 
 std::string sample_recording() {

@@ -103,7 +103,8 @@ using open_fn = int (*)(const char *, int, ...);
 
 int forward_open(open_fn real, const char *path, int flags, va_list ap) {
     mode_t mode = 0;
-    if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) mode = static_cast<mode_t>(va_arg(ap, int));
+    if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE)
+        mode = static_cast<mode_t>(va_arg(ap, int));
     return real(path, comm::sim::truncating_flags(path, flags), mode);
 }
 

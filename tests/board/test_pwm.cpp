@@ -91,9 +91,12 @@ TEST_F(Pwm, OpenFailuresLogUnderTheOperationsName) {
     } cases[] = {
         {[] { return Zev_Comm_PWM_Init(4); }, "INF Zev_Comm_PWM_Init :fail to export pwm[4]\n"},
         {[] { return Zev_Comm_PWM_Deinit(4); }, "INF Zev_Comm_PWM_Deinit :no export gpio[4]\n"},
-        {[] { return Zev_Comm_PWM_Set_Frequency(4, 10); }, "INF Zev_Comm_PWM_Set_Frequency :fail to export pwm[4]\n"},
-        {[] { return Zev_Comm_PWM_Set_DutyCycle(4, 10); }, "INF Zev_Comm_PWM_Set_DutyCycle :fail to export pwm[4]\n"},
-        {[] { return Zev_Comm_PWM_Set_Polarity(4, 0); }, "INF Zev_Comm_PWM_Set_Polarity :fail to export pwm[4]\n"},
+        {[] { return Zev_Comm_PWM_Set_Frequency(4, 10); },
+         "INF Zev_Comm_PWM_Set_Frequency :fail to export pwm[4]\n"},
+        {[] { return Zev_Comm_PWM_Set_DutyCycle(4, 10); },
+         "INF Zev_Comm_PWM_Set_DutyCycle :fail to export pwm[4]\n"},
+        {[] { return Zev_Comm_PWM_Set_Polarity(4, 0); },
+         "INF Zev_Comm_PWM_Set_Polarity :fail to export pwm[4]\n"},
         {[] { return Zev_Comm_PWM_Start(4); }, "INF Zev_Comm_PWM_Start :fail to export pwm[4]\n"},
         {[] { return Zev_Comm_PWM_Stop(4); }, "INF Zev_Comm_PWM_Stop :fail to export pwm[4]\n"},
     };
@@ -114,7 +117,8 @@ TEST_F(Pwm, NumbersThatDoNotFitAreRefusedBeforeAnyWrite) {
     } cases[] = {
         {[] { return Zev_Comm_PWM_Init(1000); }, "export", "DBG Zev_Comm_PWM_Init :pwm[1000] out of range\n"},
         {[] { return Zev_Comm_PWM_Init(-100); }, "export", "DBG Zev_Comm_PWM_Init :pwm[-100] out of range\n"},
-        {[] { return Zev_Comm_PWM_Deinit(1000); }, "unexport", "DBG Zev_Comm_PWM_Deinit :pwm[1000] out of range\n"},
+        {[] { return Zev_Comm_PWM_Deinit(1000); }, "unexport",
+         "DBG Zev_Comm_PWM_Deinit :pwm[1000] out of range\n"},
         {[] { return Zev_Comm_PWM_Set_Frequency(1, 10000000); }, "pwm1/period",
          "DBG Zev_Comm_PWM_Set_Frequency :value[10000000] out of range\n"},
         {[] { return Zev_Comm_PWM_Set_DutyCycle(1, -1000000); }, "pwm1/duty_cycle",
@@ -135,7 +139,11 @@ TEST_F(Pwm, DutyCycleReadsBack) {
         std::string text;
         int32_t value;
     } cases[] = {
-        {"500000\n", 500000}, {"0\n", 0}, {"", 0}, {"abc\n", 0}, {"-3", -3},
+        {"500000\n", 500000},
+        {"0\n", 0},
+        {"", 0},
+        {"abc\n", 0},
+        {"-3", -3},
         {"0000000000000000001234\n", 1},  // only 19 characters are read
         {"0000000000000000012\n", 12},
     };
@@ -166,7 +174,8 @@ TEST_F(Pwm, SetStatusSwitchesOnInOrderAndOffWithinTheLimit) {
         {8, 0, -1, "", "", "", {"INF Zev_Comm_PWM_SetStatus :The pwm number is big than the max value!\n"}},
     };
     for (const auto &c : cases) {
-        for (const char *a : {"period", "duty_cycle", "enable"}) ASSERT_TRUE(bed_->write(channel(c.ch, a), ""));
+        for (const char *a : {"period", "duty_cycle", "enable"})
+            ASSERT_TRUE(bed_->write(channel(c.ch, a), ""));
         PWM_STATUS_S status = {12345, 10000, 40000, c.enable};
         int r = 9;
         const auto lines = summarise(capture_stdout([&] { r = Zev_Comm_PWM_SetStatus(c.ch, &status); }));

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "log_lines.hpp"
 #include "../sim/run.hpp"
+#include "log_lines.hpp"
 #include "tempdir.hpp"
 
 using testsupport::read_file;
@@ -29,8 +29,12 @@ protected:
         argv.insert(argv.end(), args.begin(), args.end());
         return sim(argv, opts);
     }
-    std::string chip(const std::string &rel) { return read_file(state_ / ("board/sys/class/pwm/pwmchip0/" + rel)); }
-    bool chip_has(const std::string &rel) { return testsupport::file_exists(state_ / ("board/sys/class/pwm/pwmchip0/" + rel)); }
+    std::string chip(const std::string &rel) {
+        return read_file(state_ / ("board/sys/class/pwm/pwmchip0/" + rel));
+    }
+    bool chip_has(const std::string &rel) {
+        return testsupport::file_exists(state_ / ("board/sys/class/pwm/pwmchip0/" + rel));
+    }
     testsupport::TempDir state_;
 };
 
@@ -87,8 +91,9 @@ TEST_F(BoardParts, SerialLineFedFromAFileOrAScript) {
         {"--uart-feed=", "2", 1, ""},  // a silent line
     };
     for (const auto &c : cases) {
-        const RunResult r = sim({"sh", "-c", "\"$0\" uart recv \"$BOARDSIM_UART\" 115200 " + c.length + " 1500", COMMCTL_EXE},
-                                {c.option});
+        const RunResult r =
+            sim({"sh", "-c", "\"$0\" uart recv \"$BOARDSIM_UART\" 115200 " + c.length + " 1500", COMMCTL_EXE},
+                {c.option});
         EXPECT_EQ(r.status, c.status) << c.option << r.err;
         EXPECT_EQ(r.out, c.out) << c.option;
     }

@@ -1,13 +1,11 @@
 // Serial port on real ptys: termios read back with tcgetattr, bytes fed in
 // pieces from a thread, the time-out budget, results and log lines.
-#include <gtest/gtest.h>
-
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
-
-#include <dlfcn.h>
 
 #include <atomic>
 #include <chrono>
@@ -134,7 +132,8 @@ TEST_F(Uart, BadSpeedLeavesThePortAlone) {
         int r = 0;
         const auto lines = summarise(capture_stdout([&] { r = ZEV_UART_SetAttr(fd_, &a); }));
         EXPECT_EQ(r, -1);
-        EXPECT_EQ(lines, (Lines{"ERR UART_SetSpeed :no this bitrate\n", "ERR ZEV_UART_SetAttr :Set bit rate Error\n"}));
+        EXPECT_EQ(lines, (Lines{"ERR UART_SetSpeed :no this bitrate\n",
+                                "ERR ZEV_UART_SetAttr :Set bit rate Error\n"}));
         const struct termios after = attrs();
         EXPECT_EQ(memcmp(&before, &after, sizeof before), 0);
     }
@@ -204,12 +203,14 @@ TEST_F(Uart, FramingSelectorsAndTheFlagsThatAreCleared) {
         UART_ATTR_S a = {6, c.data, c.stop, c.parity};
         const int r = ZEV_UART_SetAttr(fd_, &a);
         g_record_only = false;
-        const std::string what = std::to_string(c.data) + "/" + std::to_string(c.stop) + "/" + std::to_string(c.parity);
+        const std::string what =
+            std::to_string(c.data) + "/" + std::to_string(c.stop) + "/" + std::to_string(c.parity);
         EXPECT_EQ(r, 0) << what;
         ASSERT_EQ(g_requests.size(), 2u) << what;
         const struct termios &q = g_requests[1];
         EXPECT_EQ(q.c_cflag & kFraming, c.after) << what;
-        EXPECT_EQ(q.c_cflag & ~kFraming & ~tcflag_t(CBAUD), port.c_cflag & ~kFraming & ~tcflag_t(CBAUD)) << what;
+        EXPECT_EQ(q.c_cflag & ~kFraming & ~tcflag_t(CBAUD), port.c_cflag & ~kFraming & ~tcflag_t(CBAUD))
+            << what;
         EXPECT_EQ(q.c_iflag, port.c_iflag & ~tcflag_t(0x1D32)) << what;
         EXPECT_EQ(q.c_oflag, port.c_oflag & ~tcflag_t(0x1)) << what;
         EXPECT_EQ(q.c_lflag, port.c_lflag & ~tcflag_t(0x801B)) << what;
@@ -265,12 +266,9 @@ TEST_F(Uart, TimeOutsKeepWhatArrived) {
         uint32_t len, timeout;
         int result;
     } cases[] = {
-        {"6 of 10", "123456", 10, 150, -1},
-        {"poll, nothing waiting", "", 4, 0, -1},
-        {"poll, all waiting", "wxyz", 4, 0, 0},
-        {"length 0, readable", "q", 0, 150, 0},
-        {"length 0, silent", "", 0, 100, -1},
-        {"1500 ms budget, full", "0123456789", 10, 1500, 0},
+        {"6 of 10", "123456", 10, 150, -1},     {"poll, nothing waiting", "", 4, 0, -1},
+        {"poll, all waiting", "wxyz", 4, 0, 0}, {"length 0, readable", "q", 0, 150, 0},
+        {"length 0, silent", "", 0, 100, -1},   {"1500 ms budget, full", "0123456789", 10, 1500, 0},
     };
     for (const auto &c : cases) {
         tcflush(fd_, TCIFLUSH);
@@ -311,7 +309,8 @@ TEST_F(Uart, AHungUpLineStillEndsWithinTheTimeOut) {
     uint8_t buf[8];
     int r = 0;
     const auto start = std::chrono::steady_clock::now();
-    const auto lines = summarise(capture_stdout([&] { r = ZEV_UART_RecvRawData(fd_, buf, sizeof buf, 200); }));
+    const auto lines =
+        summarise(capture_stdout([&] { r = ZEV_UART_RecvRawData(fd_, buf, sizeof buf, 200); }));
     const auto took = std::chrono::steady_clock::now() - start;
     EXPECT_EQ(r, -1);
     for (const auto &l : lines) EXPECT_EQ(l, "DBG ZEV_UART_RecvRawData :uartMSG read error ret= -1 \n");
@@ -345,7 +344,8 @@ TEST(UartArgs, RefusedBeforeAnyWait) {
     };
     for (const auto &c : cases) {
         int r = 0;
-        const auto lines = summarise(capture_stdout([&] { r = ZEV_UART_RecvRawData(c.fd, c.buf, 4, 60000); }));
+        const auto lines =
+            summarise(capture_stdout([&] { r = ZEV_UART_RecvRawData(c.fd, c.buf, 4, 60000); }));
         EXPECT_EQ(r, -1);
         EXPECT_EQ(lines, Lines{c.line});
     }

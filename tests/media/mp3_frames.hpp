@@ -16,8 +16,8 @@ constexpr size_t kSamplesPerFrame = 1152;
 inline std::string silent_frame(bool stereo) {
     std::string f(kSilentFrameBytes, '\0');
     f[0] = '\xFF';
-    f[1] = '\xFB';                  // MPEG-1, Layer III, no CRC
-    f[2] = '\x94';                  // 128 kbit/s, 48 kHz, no padding
+    f[1] = '\xFB';                    // MPEG-1, Layer III, no CRC
+    f[2] = '\x94';                    // 128 kbit/s, 48 kHz, no padding
     f[3] = stereo ? '\x00' : '\xC0';  // stereo or single channel
     return f;
 }

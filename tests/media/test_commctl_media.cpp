@@ -19,7 +19,8 @@ namespace {
 
 uint32_t le(const std::string &s, size_t at, int bytes) {
     uint32_t v = 0;
-    for (int i = bytes - 1; i >= 0; --i) v = (v << 8) | static_cast<unsigned char>(s[at + static_cast<size_t>(i)]);
+    for (int i = bytes - 1; i >= 0; --i)
+        v = (v << 8) | static_cast<unsigned char>(s[at + static_cast<size_t>(i)]);
     return v;
 }
 

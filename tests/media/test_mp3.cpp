@@ -2,7 +2,6 @@
 // exact byte counts, the cut at the capacity, garbage and failures, and a
 // tone encoded with lame that has to come back close to its source.
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 
 #include <cmath>
@@ -43,7 +42,8 @@ protected:
     int32_t decode(const std::string &path, int32_t capacity, Lines *lines = nullptr) {
         out_.assign(static_cast<size_t>(capacity) + 64, kUntouched);
         int32_t r = -1;
-        const auto printed = summarise(capture_stdout([&] { r = Zev_Mp3Decode(path.c_str(), out_.data(), capacity); }));
+        const auto printed =
+            summarise(capture_stdout([&] { r = Zev_Mp3Decode(path.c_str(), out_.data(), capacity); }));
         if (lines != nullptr) *lines = printed;
         for (size_t i = r < 0 ? 0 : static_cast<size_t>(r); i < out_.size(); ++i) {
             if (out_[i] != kUntouched) {
@@ -110,10 +110,13 @@ TEST_F(Mp3, WholeFilesGiveEveryFrame) {
         int32_t bytes;
         std::string line;
     } cases[] = {
-        {"mono, 10 frames", 10, false, 10 * kMonoFrameBytes, "DBG Zev_Mp3Decode :samprate:48000, channels:1\n"},
+        {"mono, 10 frames", 10, false, 10 * kMonoFrameBytes,
+         "DBG Zev_Mp3Decode :samprate:48000, channels:1\n"},
         {"mono, 1 frame", 1, false, kMonoFrameBytes, "DBG Zev_Mp3Decode :samprate:48000, channels:1\n"},
-        {"stereo, 10 frames", 10, true, 10 * kStereoFrameBytes, "DBG Zev_Mp3Decode :samprate:48000, channels:2\n"},
-        {"mono, 300 frames", 300, false, 300 * kMonoFrameBytes, "DBG Zev_Mp3Decode :samprate:48000, channels:1\n"},
+        {"stereo, 10 frames", 10, true, 10 * kStereoFrameBytes,
+         "DBG Zev_Mp3Decode :samprate:48000, channels:2\n"},
+        {"mono, 300 frames", 300, false, 300 * kMonoFrameBytes,
+         "DBG Zev_Mp3Decode :samprate:48000, channels:1\n"},
     };
     for (const auto &c : cases) {
         Lines lines;
@@ -187,10 +190,12 @@ TEST_F(Mp3, ALameToneComesBackClosely) {
     constexpr double kPi = 3.14159265358979323846;
     std::vector<int16_t> tone(kRate);  // one second
     for (size_t i = 0; i < tone.size(); ++i)
-        tone[i] = static_cast<int16_t>(std::lround(12000.0 * std::sin(2 * kPi * 440.0 * static_cast<double>(i) / kRate)));
-    ASSERT_TRUE(testsupport::write_file(dir_ / "tone.raw",
-                                        std::string(reinterpret_cast<const char *>(tone.data()), tone.size() * 2)));
-    const std::string cmd = std::string(lame) + " --quiet -r -s 44.1 --bitwidth 16 --signed --little-endian -m m -b 128 -t " +
+        tone[i] = static_cast<int16_t>(
+            std::lround(12000.0 * std::sin(2 * kPi * 440.0 * static_cast<double>(i) / kRate)));
+    ASSERT_TRUE(testsupport::write_file(
+        dir_ / "tone.raw", std::string(reinterpret_cast<const char *>(tone.data()), tone.size() * 2)));
+    const std::string cmd = std::string(lame) +
+                            " --quiet -r -s 44.1 --bitwidth 16 --signed --little-endian -m m -b 128 -t " +
                             (dir_ / "tone.raw") + " " + (dir_ / "tone.mp3");
     ASSERT_EQ(std::system(cmd.c_str()), 0) << cmd;
     const std::string mp3 = testsupport::read_file(dir_ / "tone.mp3");

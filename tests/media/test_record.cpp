@@ -1,8 +1,7 @@
 // Recording services: MP4 header blocks built byte by byte, the capture name
 // slots with a waiting thread, and the video parameters from the settings.
-#include <gtest/gtest.h>
-
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -47,17 +46,18 @@ namespace {
 constexpr uint32_t kUnset = 0x12345678;
 
 std::string be32(uint32_t v) {
-    return {static_cast<char>(v >> 24), static_cast<char>(v >> 16), static_cast<char>(v >> 8), static_cast<char>(v)};
+    return {static_cast<char>(v >> 24), static_cast<char>(v >> 16), static_cast<char>(v >> 8),
+            static_cast<char>(v)};
 }
 
 // 4096 bytes of anything, then the recorder's box header and a version-0
 // mvhd with the given type, duration and frame-rate words.
 std::string mp4(const std::string &type, uint32_t duration, uint32_t fps0, uint32_t fps1, size_t tail = 100) {
     std::string f(4096, '\x11');
-    f += be32(0x00001000) + "moov";                 // enclosing box header
-    f += be32(108) + type;                          // mvhd size and type
-    f += be32(0) + be32(0xAAAAAAAA) + be32(0xBBBBBBBB);  // version/flags, times
-    f += be32(1000) + be32(duration);               // timescale (ignored), duration
+    f += be32(0x00001000) + "moov";                              // enclosing box header
+    f += be32(108) + type;                                       // mvhd size and type
+    f += be32(0) + be32(0xAAAAAAAA) + be32(0xBBBBBBBB);          // version/flags, times
+    f += be32(1000) + be32(duration);                            // timescale (ignored), duration
     f += be32(0x00010000) + std::string("\x01\x00\x00\x00", 4);  // rate, volume, reserved
     f += be32(fps0) + be32(fps1);
     f += std::string(tail, '\0');
@@ -76,7 +76,8 @@ TEST(Mp4Probe, HeaderBlocks) {
         uint32_t duration, fps0, fps1;
     } cases[] = {
         {"duration 60000", good, 0600, 0, 60000, 30, 30000},
-        {"big-endian words", mp4("mvhd", 0x01020304, 0xFFFFFFFE, 0x80000000), 0600, 0, 0x01020304, 0xFFFFFFFE, 0x80000000},
+        {"big-endian words", mp4("mvhd", 0x01020304, 0xFFFFFFFE, 0x80000000), 0600, 0, 0x01020304, 0xFFFFFFFE,
+         0x80000000},
         {"exactly 4148 bytes", mp4("mvhd", 7, 8, 9, 0), 0600, 0, 7, 8, 9},
         {"one byte short", mp4("mvhd", 7, 8, 9, 0).substr(0, 4147), 0600, -6, kUnset, kUnset, kUnset},
         {"shorter than the offset", std::string(100, 'x'), 0600, -6, kUnset, kUnset, kUnset},
@@ -90,13 +91,15 @@ TEST(Mp4Probe, HeaderBlocks) {
         chmod(path.c_str(), c.mode);
         uint32_t d = kUnset, f0 = kUnset, f1 = kUnset;
         int32_t r = 0;
-        const auto lines = summarise(capture_stdout([&] { r = Zev_Comm_GetFileDurationMsAndFps(path.c_str(), &d, &f0, &f1); }));
+        const auto lines = summarise(
+            capture_stdout([&] { r = Zev_Comm_GetFileDurationMsAndFps(path.c_str(), &d, &f0, &f1); }));
         EXPECT_EQ(r, c.result) << c.what;
         EXPECT_EQ(d, c.duration) << c.what;
         EXPECT_EQ(f0, c.fps0) << c.what;
         EXPECT_EQ(f1, c.fps1) << c.what;
         if (c.result == -6)
-            EXPECT_EQ(lines, Lines{"VER Zev_Comm_GetFileDurationMsAndFps :[" + path + "] ret = -6\n"}) << c.what;
+            EXPECT_EQ(lines, Lines{"VER Zev_Comm_GetFileDurationMsAndFps :[" + path + "] ret = -6\n"})
+                << c.what;
         else
             EXPECT_TRUE(lines.empty()) << c.what;
     }
@@ -113,7 +116,8 @@ TEST(Mp4Probe, FilesThatCannotBeOpenedForWriting) {
         if (root && path == ro) continue;
         uint32_t d = kUnset, f0 = kUnset, f1 = kUnset;
         int32_t r = 0;
-        const auto lines = summarise(capture_stdout([&] { r = Zev_Comm_GetFileDurationMsAndFps(path.c_str(), &d, &f0, &f1); }));
+        const auto lines = summarise(
+            capture_stdout([&] { r = Zev_Comm_GetFileDurationMsAndFps(path.c_str(), &d, &f0, &f1); }));
         EXPECT_EQ(r, -4) << path;
         EXPECT_EQ(lines, Lines{"VER Zev_Comm_GetFileDurationMsAndFps :[" + path + "] ret = -4\n"});
         EXPECT_EQ(d, kUnset);
@@ -155,9 +159,24 @@ TEST_F(CaptureSlots, PollCountsAndLines) {
         {"negative: no poll", -500, 0, 0, "", {"WAR WaitforCaptureComplate :timeout!\n"}},
         {"100: one poll", 100, -1, 1, "", {"WAR WaitforCaptureComplate :timeout!\n"}},
         {"250: two polls", 250, -1, 2, "", {"WAR WaitforCaptureComplate :timeout!\n"}},
-        {"name in the first", 1000, 0, 1, "/mnt/sd/a.jpg", {"DBG WaitforCaptureComplate :got /mnt/sd/a.jpg (0/10)\n"}},
-        {"name in the fourth", 1000, 3, 4, "/mnt/sd/a.jpg", {"DBG WaitforCaptureComplate :got /mnt/sd/a.jpg (3/10)\n"}},
-        {"name in the last", 1099, 9, 10, "/mnt/sd/a.jpg", {"DBG WaitforCaptureComplate :got /mnt/sd/a.jpg (9/10)\n"}},
+        {"name in the first",
+         1000,
+         0,
+         1,
+         "/mnt/sd/a.jpg",
+         {"DBG WaitforCaptureComplate :got /mnt/sd/a.jpg (0/10)\n"}},
+        {"name in the fourth",
+         1000,
+         3,
+         4,
+         "/mnt/sd/a.jpg",
+         {"DBG WaitforCaptureComplate :got /mnt/sd/a.jpg (3/10)\n"}},
+        {"name in the last",
+         1099,
+         9,
+         10,
+         "/mnt/sd/a.jpg",
+         {"DBG WaitforCaptureComplate :got /mnt/sd/a.jpg (9/10)\n"}},
     };
     for (const auto &c : cases) {
         SetCaptureFileName(nullptr, 0);
@@ -244,7 +263,7 @@ TEST(VideoParameters, HeightFromTheSettingAndTheFixedRate) {
         const char *value;  // null: no value stored
         int32_t height;
     } cases[] = {
-        {nullptr, 0},          {"", 0},
+        {nullptr, 0},           {"", 0},
         {"2560x1440P30", 1296}, {"1920x1080P30", 1080},
         {"1280x720P30", 1296},  {"1920x1080P30 ", 1296},
         {"1920x1080p30", 1296}, {"1920x1080P60", 1296},

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <vector>
 
-#include "command.hpp"
 #include "comm_mp3.h"
+#include "command.hpp"
 #include "minimp3.h"
 
 namespace {
@@ -85,7 +85,8 @@ int run_mp3(commctl::Args args) {
     if (args.size() != 2) return commctl::usage_error("mp3 wants FILE OUT.wav (see commctl mp3 --help)");
     std::string_view data;
     void *owner = nullptr;
-    if (!commctl::read_file(args[0], data, owner)) return commctl::failure("cannot read %s: %s", args[0], strerror(errno));
+    if (!commctl::read_file(args[0], data, owner))
+        return commctl::failure("cannot read %s: %s", args[0], strerror(errno));
     const Mp3Shape shape = probe(data);
     commctl::free_file(owner);
     if (shape.channels == 0) return commctl::failure("%s holds no MP3 frame", args[0]);
@@ -93,8 +94,8 @@ int run_mp3(commctl::Args args) {
     if (capacity > kMaxPcmBytes) return commctl::failure("%s decodes to more than 2 GiB", args[0]);
     const double seconds = static_cast<double>(shape.samples) / shape.hz;
     if (seconds > kLongFileSeconds)
-        fprintf(stderr, "commctl: decoding %s: %.1f s of %d Hz audio, %d channel(s)...\n", args[0], seconds, shape.hz,
-                shape.channels);
+        fprintf(stderr, "commctl: decoding %s: %.1f s of %d Hz audio, %d channel(s)...\n", args[0], seconds,
+                shape.hz, shape.channels);
     std::vector<unsigned char> pcm(static_cast<size_t>(capacity));
     const int32_t got = Zev_Mp3Decode(args[0], pcm.data(), static_cast<int32_t>(capacity));
     if (got <= 0) return commctl::failure("%s could not be decoded", args[0]);
@@ -116,8 +117,10 @@ int run_tone(commctl::Args args) {
     std::vector<unsigned char> pcm;
     pcm.reserve(n * 2);
     for (size_t i = 0; i < n; ++i) {
-        const double fade = std::min(1.0, std::min(static_cast<double>(i), static_cast<double>(n - i)) / 441.0);
-        const auto v = static_cast<int16_t>(std::lround(10000.0 * fade * std::sin(2 * kPi * hz * static_cast<double>(i) / kRate)));
+        const double fade =
+            std::min(1.0, std::min(static_cast<double>(i), static_cast<double>(n - i)) / 441.0);
+        const auto v = static_cast<int16_t>(
+            std::lround(10000.0 * fade * std::sin(2 * kPi * hz * static_cast<double>(i) / kRate)));
         pcm.push_back(static_cast<unsigned char>(v & 0xFF));
         pcm.push_back(static_cast<unsigned char>((v >> 8) & 0xFF));
     }

@@ -1,6 +1,6 @@
 // mp4 and video: the recorder's file header and video parameters.
-#include "command.hpp"
 #include "comm_record.h"
+#include "command.hpp"
 
 namespace {
 
@@ -9,11 +9,16 @@ int run_mp4(commctl::Args args) {
     uint32_t duration = 0, fps0 = 0, fps1 = 0;
     const int32_t r = Zev_Comm_GetFileDurationMsAndFps(args[0], &duration, &fps0, &fps1);
     switch (r) {
-    case 0: break;
-    case -4: return commctl::failure("cannot open %s for reading and writing", args[0]);
-    case -6: return commctl::failure("%s is too short for a recording's header", args[0]);
-    case -7: return commctl::failure("%s has no movie header where the recorder puts it", args[0]);
-    default: return commctl::failure("cannot read %s (%d)", args[0], r);
+        case 0:
+            break;
+        case -4:
+            return commctl::failure("cannot open %s for reading and writing", args[0]);
+        case -6:
+            return commctl::failure("%s is too short for a recording's header", args[0]);
+        case -7:
+            return commctl::failure("%s has no movie header where the recorder puts it", args[0]);
+        default:
+            return commctl::failure("cannot read %s (%d)", args[0], r);
     }
     printf("duration_ms %u\n", duration);
     printf("fps_word0   %u (0x%08x)\n", fps0, fps0);

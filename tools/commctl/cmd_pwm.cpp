@@ -3,8 +3,8 @@
 #include <cstring>
 #include <string>
 
-#include "command.hpp"
 #include "comm_pwm.h"
+#include "command.hpp"
 
 namespace {
 
@@ -39,7 +39,8 @@ std::string attribute(int32_t ch, const char *name) {
 
 int status(int32_t ch) {
     const std::string enable = attribute(ch, "enable");
-    if (enable.empty()) return commctl::failure("pwm channel %d is not exported (commctl pwm init %d)", ch, ch);
+    if (enable.empty())
+        return commctl::failure("pwm channel %d is not exported (commctl pwm init %d)", ch, ch);
     printf("channel    %d\n", ch);
     printf("period     %s ns\n", attribute(ch, "period").c_str());
     printf("duty_cycle %d ns\n", Zev_Comm_PWM_Get_DutyCycle(ch));
@@ -49,10 +50,12 @@ int status(int32_t ch) {
 }
 
 int run_pwm(commctl::Args args) {
-    if (args.size() < 2) return commctl::usage_error("pwm wants an operation and a channel (see commctl pwm --help)");
+    if (args.size() < 2)
+        return commctl::usage_error("pwm wants an operation and a channel (see commctl pwm --help)");
     const char *op = args[0];
     int32_t ch = 0;
-    if (!commctl::parse_i32(args[1], ch)) return commctl::usage_error("'%s' is not a channel number", args[1]);
+    if (!commctl::parse_i32(args[1], ch))
+        return commctl::usage_error("'%s' is not a channel number", args[1]);
     const size_t extra = args.size() - 2;
     const bool single = strcmp(op, "init") == 0 || strcmp(op, "deinit") == 0 || strcmp(op, "start") == 0 ||
                         strcmp(op, "stop") == 0 || strcmp(op, "status") == 0;
@@ -66,9 +69,11 @@ int run_pwm(commctl::Args args) {
     }
     if (strcmp(op, "set") == 0) {
         int32_t period = 0, duty = 0;
-        if (extra < 2 || extra > 3 || !commctl::parse_i32(args[2], period) || !commctl::parse_i32(args[3], duty))
+        if (extra < 2 || extra > 3 || !commctl::parse_i32(args[2], period) ||
+            !commctl::parse_i32(args[3], duty))
             return commctl::usage_error("pwm set wants a channel, a period and a duty cycle in ns");
-        if (duty > period) return commctl::usage_error("the duty cycle %d is longer than the period %d", duty, period);
+        if (duty > period)
+            return commctl::usage_error("the duty cycle %d is longer than the period %d", duty, period);
         int32_t r = Zev_Comm_PWM_Set_Frequency(ch, period);
         if (r == 0) r = Zev_Comm_PWM_Set_DutyCycle(ch, duty);
         if (r == 0 && extra == 3) {

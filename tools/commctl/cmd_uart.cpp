@@ -2,8 +2,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "command.hpp"
 #include "comm_uart.h"
+#include "command.hpp"
 
 namespace {
 
@@ -58,13 +58,15 @@ uint32_t receive(int32_t fd, unsigned char *buf, uint32_t len, uint32_t timeout_
 
 int run_uart(commctl::Args args) {
     if (args.size() != 5 || strcmp(args[0], "recv") != 0)
-        return commctl::usage_error("uart wants: recv DEVICE BAUD LENGTH TIMEOUT_MS (see commctl uart --help)");
+        return commctl::usage_error(
+            "uart wants: recv DEVICE BAUD LENGTH TIMEOUT_MS (see commctl uart --help)");
     uint32_t baud = 0, len = 0, timeout = 0, selector = 0;
     if (!commctl::parse_u32(args[2], baud) || !baud_selector(baud, selector))
         return commctl::usage_error("'%s' is not one of the eight speeds", args[2]);
     if (!commctl::parse_u32(args[3], len) || len > kMaxLength)
         return commctl::usage_error("'%s' is not a length from 0 to %u", args[3], kMaxLength);
-    if (!commctl::parse_u32(args[4], timeout)) return commctl::usage_error("'%s' is not a time-out in ms", args[4]);
+    if (!commctl::parse_u32(args[4], timeout))
+        return commctl::usage_error("'%s' is not a time-out in ms", args[4]);
 
     int32_t fd = -1;
     if (ZEV_UART_Init(args[1], &fd) != 0) return commctl::failure("cannot open %s", args[1]);

@@ -1,6 +1,6 @@
 // video: the video parameters that the settings give.
-#include "command.hpp"
 #include "comm_record.h"
+#include "command.hpp"
 
 namespace {
 
