@@ -38,6 +38,16 @@ extern "C" int tcsetattr(int fd, int when, const struct termios *t) {
     return g_record_only ? 0 : real(fd, when, t);
 }
 
+// select as the library calls it: the time-out it is handed is recorded.
+std::vector<struct timeval> g_select_timeouts;
+
+extern "C" int select(int n, fd_set *r, fd_set *w, fd_set *e, struct timeval *tv) {
+    using Real = int (*)(int, fd_set *, fd_set *, fd_set *, struct timeval *);
+    static Real real = reinterpret_cast<Real>(dlsym(RTLD_NEXT, "select"));
+    if (tv != nullptr) g_select_timeouts.push_back(*tv);
+    return real(n, r, w, e, tv);
+}
+
 namespace {
 
 // A pty pair: the library gets the slave through ZEV_UART_Init, the test
@@ -285,6 +295,27 @@ TEST_F(Uart, TimeOutsKeepWhatArrived) {
     }
 }
 
+TEST_F(Uart, TheTimeOutIsSplitIntoSecondsAndMicroseconds) {
+    raw();
+    const struct {
+        uint32_t ms;
+        long sec, usec;
+    } cases[] = {
+        {500, 0, 500000}, {1500, 1, 500000}, {0, 0, 0},
+        {999, 0, 999000}, {1000, 1, 0},      {4294967295u, 4294967, 295000},
+    };
+    for (const auto &c : cases) {
+        send("b");  // waiting already, so the first pass returns at once
+        ASSERT_TRUE(wait_readable());
+        g_select_timeouts.clear();
+        uint8_t b = 0;
+        EXPECT_EQ(ZEV_UART_RecvRawData(fd_, &b, 1, c.ms), 0) << c.ms;
+        ASSERT_EQ(g_select_timeouts.size(), 1u) << c.ms;
+        EXPECT_EQ(static_cast<long>(g_select_timeouts[0].tv_sec), c.sec) << c.ms;
+        EXPECT_EQ(static_cast<long>(g_select_timeouts[0].tv_usec), c.usec) << c.ms;
+    }
+}
+
 TEST_F(Uart, TheTimeOutIsOneBudgetForTheWholeCall) {
     raw();
     // A byte every 60 ms keeps every single wait short; the whole call still
@@ -297,10 +328,17 @@ TEST_F(Uart, TheTimeOutIsOneBudgetForTheWholeCall) {
         }
     });
     uint8_t buf[40];
+    g_select_timeouts.clear();
     const int r = ZEV_UART_RecvRawData(fd_, buf, sizeof buf, 300);
     stop = true;
     feeder.join();
     EXPECT_EQ(r, -1);
+    // Every pass is handed what the one before left of the budget.
+    ASSERT_GT(g_select_timeouts.size(), 1u);
+    const auto us = [](const struct timeval &tv) { return tv.tv_sec * 1000000LL + tv.tv_usec; };
+    EXPECT_EQ(us(g_select_timeouts[0]), 300000);
+    for (size_t i = 1; i < g_select_timeouts.size(); ++i)
+        EXPECT_LE(us(g_select_timeouts[i]), us(g_select_timeouts[i - 1])) << i;
 }
 
 TEST_F(Uart, AHungUpLineStillEndsWithinTheTimeOut) {
