@@ -2,6 +2,7 @@
 commctl="$bin/tools/commctl"
 
 say "play the prompt: decode the MP3 made with lame at build time into a WAV"
+mkdir -p "$state"
 if [ -f "$bin/share/prompt.mp3" ]; then
   "$commctl" --level 3 mp3 "$bin/share/prompt.mp3" "$state/prompt.wav"
 else
