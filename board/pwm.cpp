@@ -1,0 +1,155 @@
+// PWM over the kernel's sysfs class: one open, one transfer, one close.
+#include <fcntl.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "comm_log.h"
+#include "comm_pwm.h"
+#include "frame/handles.hpp"
+
+namespace comm {
+namespace {
+
+constexpr const char *kExportPath = "/sys/class/pwm/pwmchip0/export";
+constexpr const char *kUnexportPath = "/sys/class/pwm/pwmchip0/unexport";
+constexpr const char *kPeriodTemplate = "/sys/class/pwm/pwmchip0/pwm%d/period";
+constexpr const char *kDutyTemplate = "/sys/class/pwm/pwmchip0/pwm%d/duty_cycle";
+constexpr const char *kPolarityTemplate = "/sys/class/pwm/pwmchip0/pwm%d/polarity";
+constexpr const char *kEnableTemplate = "/sys/class/pwm/pwmchip0/pwm%d/enable";
+
+constexpr int32_t kMaxSwitchOffChannel = 7;
+
+// Fixed text buffers; their sizes are limits of the interface.
+template <size_t N>
+struct Text {
+    char text[N] = {};
+};
+using ChannelText = Text<4>;  // export/unexport: three characters
+using ValueText = Text<8>;    // period, duty_cycle, enable: seven characters
+using Path = Text<64>;
+using ReadText = Text<20>;  // duty_cycle read back: nineteen characters
+
+bool fits_channel_text(int32_t v) { return v >= -99 && v <= 999; }
+bool fits_value_text(int32_t v) { return v >= -999999 && v <= 9999999; }
+
+template <size_t N>
+Text<N> print_number(int32_t value) {
+    Text<N> t;
+    snprintf(t.text, sizeof t.text, "%d", value);
+    return t;
+}
+
+Path channel_path(const char *path_template, int32_t pwm) {
+    Path p;
+    snprintf(p.text, sizeof p.text, path_template, pwm);
+    return p;
+}
+
+// Opens `path` write-only and writes strlen(text) bytes. False when the open
+// fails; the kernel's answer to the write is not looked at.
+bool write_attribute(const char *path, const char *text) {
+    UniqueFd fd(open(path, O_WRONLY));
+    if (!fd) return false;
+    (void)!write(fd.get(), text, strlen(text));
+    return true;
+}
+
+// The writing operation of every attribute but unexport: its open failure is
+// logged in the name of the exported function that asked.
+int32_t write_channel_attribute(const char *name, int32_t pwm, const char *path_template, const char *text) {
+    const Path path = channel_path(path_template, pwm);
+    if (!write_attribute(path.text, text)) {
+        ZEV_COMM_LOG_AS(INF, name, "fail to export pwm[%d]\n", pwm);
+        return -1;
+    }
+    return 0;
+}
+
+int32_t write_value(const char *name, int32_t pwm, const char *path_template, int32_t value) {
+    if (!fits_value_text(value)) {
+        ZEV_COMM_LOG_AS(DBG, name, "value[%d] out of range\n", value);
+        return -1;
+    }
+    const ValueText number = print_number<sizeof(ValueText::text)>(value);
+    return write_channel_attribute(name, pwm, path_template, number.text);
+}
+
+// export and unexport: the channel's number text to the controller's file.
+int32_t write_chip_file(const char *name, const char *path, int32_t pwm, bool unexport) {
+    if (!fits_channel_text(pwm)) {
+        ZEV_COMM_LOG_AS(DBG, name, "pwm[%d] out of range\n", pwm);
+        return -1;
+    }
+    const ChannelText number = print_number<sizeof(ChannelText::text)>(pwm);
+    if (write_attribute(path, number.text)) return 0;
+    if (unexport) {
+        ZEV_COMM_LOG_AS(INF, name, "no export gpio[%d]\n", pwm);
+    } else {
+        ZEV_COMM_LOG_AS(INF, name, "fail to export pwm[%d]\n", pwm);
+    }
+    return -1;
+}
+
+}  // namespace
+}  // namespace comm
+
+extern "C" {
+
+COMM_API int32_t Zev_Comm_PWM_Init(int32_t pwm) {
+    return comm::write_chip_file(__func__, comm::kExportPath, pwm, false);
+}
+
+COMM_API int32_t Zev_Comm_PWM_Deinit(int32_t pwm) {
+    return comm::write_chip_file(__func__, comm::kUnexportPath, pwm, true);
+}
+
+COMM_API int32_t Zev_Comm_PWM_Set_Frequency(int32_t pwm, int32_t iPeriod) {
+    return comm::write_value(__func__, pwm, comm::kPeriodTemplate, iPeriod);
+}
+
+COMM_API int32_t Zev_Comm_PWM_Set_DutyCycle(int32_t pwm, int32_t iDuty) {
+    return comm::write_value(__func__, pwm, comm::kDutyTemplate, iDuty);
+}
+
+COMM_API int32_t Zev_Comm_PWM_Set_Polarity(int32_t pwm, int32_t bInversed) {
+    comm::Text<32> polarity;
+    snprintf(polarity.text, sizeof polarity.text, "%s", bInversed ? "inversed" : "normal");
+    return comm::write_channel_attribute(__func__, pwm, comm::kPolarityTemplate, polarity.text);
+}
+
+COMM_API int32_t Zev_Comm_PWM_Get_DutyCycle(int32_t pwm) {
+    const comm::Path path = comm::channel_path(comm::kDutyTemplate, pwm);
+    comm::ReadText value;
+    comm::UniqueFd fd(open(path.text, O_RDONLY));
+    if (fd) (void)!read(fd.get(), value.text, sizeof value.text - 1);
+    return atoi(value.text);
+}
+
+COMM_API int32_t Zev_Comm_PWM_Start(int32_t pwm) {
+    return comm::write_channel_attribute(__func__, pwm, comm::kEnableTemplate, "1");
+}
+
+COMM_API int32_t Zev_Comm_PWM_Stop(int32_t pwm) {
+    return comm::write_channel_attribute(__func__, pwm, comm::kEnableTemplate, "0");
+}
+
+COMM_API int32_t Zev_Comm_PWM_SetStatus(int32_t pwm, PWM_STATUS_S *pstStatus) {
+    ZEV_COMM_CHECK_POINTER(pstStatus);
+    if (pstStatus->bEnable != 0) {
+        Zev_Comm_PWM_Stop(pwm);
+        Zev_Comm_PWM_Set_Frequency(pwm, pstStatus->s32Period);
+        Zev_Comm_PWM_Set_DutyCycle(pwm, pstStatus->s32Duty);
+        Zev_Comm_PWM_Start(pwm);
+        return 0;
+    }
+    if (pwm > comm::kMaxSwitchOffChannel) {
+        ZEV_COMM_INF("The pwm number is big than the max value!\n");
+        return -1;
+    }
+    Zev_Comm_PWM_Stop(pwm);
+    return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,125 @@
+// The loop around minimp3: map the file, feed it frame by frame, copy the
+// PCM to the caller's buffer, stop at the right moment, clean up.
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "comm_log.h"
+#include "comm_mp3.h"
+#include "frame/handles.hpp"
+#include "minimp3.h"
+
+namespace comm {
+namespace {
+
+// All state of one decoding; it lives on the caller's stack.
+struct Mp3DecodeState {
+    mp3dec_t stDecoder;
+    int32_t iFd;
+    const uint8_t *pMapBase;
+    const uint8_t *pCur;
+    int32_t iFileSize;
+    int32_t iRemain;
+    int32_t iSamples;
+    int32_t iChannels;
+    int32_t iHz;
+    mp3d_sample_t as16Pcm[MINIMP3_MAX_SAMPLES_PER_FRAME];
+};
+
+constexpr int64_t kMaxFileSize = INT32_MAX;
+
+// Opens and maps the whole file. An invalid mapping (and fd closed) when it
+// cannot be opened, stat'ed or mapped, is empty, or is too large for the
+// 32-bit size.
+Mapping map_file(const char *path, UniqueFd &fd) {
+    fd.reset(open(path, O_RDONLY));
+    if (!fd) return Mapping();
+    struct stat st {};
+    if (fstat(fd.get(), &st) != 0 || st.st_size <= 0 || st.st_size > kMaxFileSize) {
+        fd.reset();
+        return Mapping();
+    }
+    const size_t size = static_cast<size_t>(st.st_size);
+    void *addr = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd.get(), 0);
+    if (addr == MAP_FAILED || addr == nullptr) {
+        fd.reset();
+        return Mapping();
+    }
+    return Mapping(addr, size);
+}
+
+// Where the next frame is decoded: straight into the caller's buffer when a
+// whole frame of the largest size fits behind the total there (and the
+// place suits 16-bit samples), otherwise into the record's frame buffer,
+// from which only what fits is copied. Layer III frames write PCM only when
+// they yield samples, so nothing lands behind the result; for layers I and
+// II, which may write before they fail, the frame buffer is always used.
+mp3d_sample_t *frame_target(Mp3DecodeState &st, uint8_t *out, int32_t total, int32_t capacity, int layer) {
+    constexpr int32_t kMaxFrameBytes = MINIMP3_MAX_SAMPLES_PER_FRAME * sizeof(mp3d_sample_t);
+    uint8_t *at = out + total;
+    const bool aligned = reinterpret_cast<uintptr_t>(at) % alignof(mp3d_sample_t) == 0;
+    if (layer == 3 && aligned && capacity - total >= kMaxFrameBytes)
+        return reinterpret_cast<mp3d_sample_t *>(at);
+    return st.as16Pcm;
+}
+
+// Decodes frames into out until the file, a frame or the capacity ends.
+// Returns the bytes written.
+int32_t decode_frames(Mp3DecodeState &st, uint8_t *out, int32_t capacity) {
+    int32_t total = 0;
+    int layer = 0;  // of the last frame; unknown before the first
+    for (bool first = true;; first = false) {
+        mp3dec_frame_info_t info;
+        memset(&info, 0, sizeof info);
+        mp3d_sample_t *pcm = frame_target(st, out, total, capacity, layer);
+        st.iSamples = mp3dec_decode_frame(&st.stDecoder, st.pCur, st.iRemain, pcm, &info);
+        st.iChannels = info.channels;
+        st.iHz = info.hz;
+        layer = info.layer;
+        const int32_t consumed = info.frame_bytes < st.iRemain ? info.frame_bytes : st.iRemain;
+        st.pCur += consumed;
+        st.iRemain -= consumed;
+        if (first) ZEV_COMM_LOG_AS(DBG, "Zev_Mp3Decode", "samprate:%d, channels:%d\n", st.iHz, st.iChannels);
+        if (st.iSamples <= 0) break;
+        const int32_t channels = st.iChannels > 1 ? 2 : 1;
+        const int32_t bytes = st.iSamples * channels * static_cast<int32_t>(sizeof(mp3d_sample_t));
+        const int32_t room = capacity - total;
+        if (bytes > room) {  // never in place: a whole frame fitted there
+            memcpy(out + total, st.as16Pcm, static_cast<size_t>(room));
+            total += room;
+            break;
+        }
+        if (pcm == st.as16Pcm) memcpy(out + total, st.as16Pcm, static_cast<size_t>(bytes));
+        total += bytes;
+        if (st.iRemain == 0) break;
+    }
+    return total;
+}
+
+}  // namespace
+}  // namespace comm
+
+extern "C" {
+
+COMM_API int32_t Zev_Mp3Decode(const char *path, void *pOut, int32_t iCapacity) {
+    if (path == nullptr || pOut == nullptr || iCapacity <= 0) return 0;
+    comm::UniqueFd fd;
+    const comm::Mapping map = comm::map_file(path, fd);  // after fd: unmapped before the close
+    if (!map.valid()) {
+        ZEV_COMM_WAR("mp3decoder_init error!\n");
+        return 0;
+    }
+    comm::Mp3DecodeState st;
+    st.iFd = fd.get();
+    st.pMapBase = map.data();
+    st.pCur = st.pMapBase;
+    st.iFileSize = static_cast<int32_t>(map.size());
+    st.iRemain = st.iFileSize;
+    st.iSamples = st.iChannels = st.iHz = 0;
+    mp3dec_init(&st.stDecoder);
+    return comm::decode_frames(st, static_cast<uint8_t *>(pOut), iCapacity);
+}
+
+}  // extern "C"

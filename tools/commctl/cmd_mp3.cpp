@@ -1,0 +1,146 @@
+// mp3: decode an MP3 file to a WAV file through the library; tone: write a
+// sine tone as a WAV file (a prompt to encode, a speaker check).
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "comm_mp3.h"
+#include "command.hpp"
+#include "minimp3.h"
+
+namespace {
+
+constexpr int64_t kMaxPcmBytes = INT32_MAX;
+constexpr double kLongFileSeconds = 10.0;
+
+struct Mp3Shape {
+    int channels = 0;
+    int hz = 0;
+    int64_t samples = 0;  // per channel, all frames
+};
+
+// Walks the frames without decoding them (the decoder only parses headers
+// when it gets no PCM buffer): channels and rate of the first, sample count
+// of all.
+Mp3Shape probe(std::string_view data) {
+    Mp3Shape shape;
+    mp3dec_t dec;
+    mp3dec_init(&dec);
+    const auto *p = reinterpret_cast<const uint8_t *>(data.data());
+    int64_t left = static_cast<int64_t>(data.size());
+    while (left > 0) {
+        mp3dec_frame_info_t info;
+        memset(&info, 0, sizeof info);
+        const int chunk = left > INT32_MAX ? INT32_MAX : static_cast<int>(left);
+        const int samples = mp3dec_decode_frame(&dec, p, chunk, nullptr, &info);
+        if (info.frame_bytes <= 0) break;
+        if (samples > 0) {
+            if (shape.channels == 0) {
+                shape.channels = info.channels;
+                shape.hz = info.hz;
+            }
+            shape.samples += samples;
+        }
+        p += info.frame_bytes;
+        left -= info.frame_bytes;
+    }
+    return shape;
+}
+
+void put_le(std::vector<unsigned char> &out, uint32_t v, int bytes) {
+    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<unsigned char>(v >> (8 * i)));
+}
+
+std::vector<unsigned char> wav_header(int channels, int hz, uint32_t data_bytes) {
+    std::vector<unsigned char> h;
+    const auto tag = [&](const char *t) { h.insert(h.end(), t, t + 4); };
+    tag("RIFF");
+    put_le(h, 36 + data_bytes, 4);
+    tag("WAVE");
+    tag("fmt ");
+    put_le(h, 16, 4);
+    put_le(h, 1, 2);  // PCM
+    put_le(h, static_cast<uint32_t>(channels), 2);
+    put_le(h, static_cast<uint32_t>(hz), 4);
+    put_le(h, static_cast<uint32_t>(hz * channels * 2), 4);
+    put_le(h, static_cast<uint32_t>(channels * 2), 2);
+    put_le(h, 16, 2);
+    tag("data");
+    put_le(h, data_bytes, 4);
+    return h;
+}
+
+bool write_wav(const char *path, int channels, int hz, const unsigned char *pcm, uint32_t bytes) {
+    FILE *f = fopen(path, "wb");
+    if (f == nullptr) return false;
+    const std::vector<unsigned char> h = wav_header(channels, hz, bytes);
+    bool ok = fwrite(h.data(), 1, h.size(), f) == h.size() && fwrite(pcm, 1, bytes, f) == bytes;
+    ok = fclose(f) == 0 && ok;
+    return ok;
+}
+
+int run_mp3(commctl::Args args) {
+    if (args.size() != 2) return commctl::usage_error("mp3 wants FILE OUT.wav (see commctl mp3 --help)");
+    std::string_view data;
+    void *owner = nullptr;
+    if (!commctl::read_file(args[0], data, owner))
+        return commctl::failure("cannot read %s: %s", args[0], strerror(errno));
+    const Mp3Shape shape = probe(data);
+    commctl::free_file(owner);
+    if (shape.channels == 0) return commctl::failure("%s holds no MP3 frame", args[0]);
+    const int64_t capacity = shape.samples * shape.channels * 2;
+    if (capacity > kMaxPcmBytes) return commctl::failure("%s decodes to more than 2 GiB", args[0]);
+    const double seconds = static_cast<double>(shape.samples) / shape.hz;
+    if (seconds > kLongFileSeconds)
+        fprintf(stderr, "commctl: decoding %s: %.1f s of %d Hz audio, %d channel(s)...\n", args[0], seconds,
+                shape.hz, shape.channels);
+    std::vector<unsigned char> pcm(static_cast<size_t>(capacity));
+    const int32_t got = Zev_Mp3Decode(args[0], pcm.data(), static_cast<int32_t>(capacity));
+    if (got <= 0) return commctl::failure("%s could not be decoded", args[0]);
+    if (!write_wav(args[1], shape.channels, shape.hz, pcm.data(), static_cast<uint32_t>(got)))
+        return commctl::failure("cannot write %s: %s", args[1], strerror(errno));
+    printf("%s: %d bytes of PCM, %d Hz, %d channel(s), %.2f s\n", args[1], got, shape.hz, shape.channels,
+           static_cast<double>(got) / (2.0 * shape.channels * shape.hz));
+    return commctl::kOk;
+}
+
+int run_tone(commctl::Args args) {
+    uint32_t ms = 0, hz = 0;
+    if (args.size() != 3 || !commctl::parse_u32(args[0], ms) || ms == 0 || ms > 600000 ||
+        !commctl::parse_u32(args[1], hz) || hz == 0 || hz > 20000)
+        return commctl::usage_error("tone wants MILLISECONDS (1 to 600000) HZ (1 to 20000) OUT.wav");
+    constexpr int kRate = 44100;
+    constexpr double kPi = 3.14159265358979323846;
+    const size_t n = static_cast<size_t>(kRate) * ms / 1000;
+    std::vector<unsigned char> pcm;
+    pcm.reserve(n * 2);
+    for (size_t i = 0; i < n; ++i) {
+        const double fade =
+            std::min(1.0, std::min(static_cast<double>(i), static_cast<double>(n - i)) / 441.0);
+        const auto v = static_cast<int16_t>(
+            std::lround(10000.0 * fade * std::sin(2 * kPi * hz * static_cast<double>(i) / kRate)));
+        pcm.push_back(static_cast<unsigned char>(v & 0xFF));
+        pcm.push_back(static_cast<unsigned char>((v >> 8) & 0xFF));
+    }
+    if (!write_wav(args[2], 1, kRate, pcm.data(), static_cast<uint32_t>(pcm.size())))
+        return commctl::failure("cannot write %s: %s", args[2], strerror(errno));
+    return commctl::kOk;
+}
+
+}  // namespace
+
+COMMCTL_COMMAND(mp3, "mp3", "decode an MP3 file to a WAV file",
+                "usage: commctl mp3 FILE OUT.wav\n"
+                "\n"
+                "Decodes FILE with the library into 16-bit PCM and writes it as a WAV\n"
+                "file with the file's rate and channels. Long files get a progress line\n"
+                "on stderr before the decoding starts.\n",
+                run_mp3);
+COMMCTL_COMMAND(tone, "tone", "write a sine tone as a WAV file",
+                "usage: commctl tone MILLISECONDS HZ OUT.wav\n"
+                "\n"
+                "Writes a mono 44100 Hz 16-bit sine tone, faded in and out, e.g. to make\n"
+                "a prompt with lame or to check a speaker.\n",
+                run_tone);
