@@ -239,12 +239,4 @@ TEST_F(Frame, CheckMacrosReturnAndLogTheSourceText) {
     EXPECT_EQ(check_pointer(&x), 0);
 }
 
-TEST_F(Frame, RangeIsInclusive) {
-    const struct {
-        int v;
-        bool in;
-    } cases[] = {{0, false}, {1, true}, {12, true}, {13, false}, {-1, false}};
-    for (const auto &c : cases) EXPECT_EQ(ZEV_COMM_CHECK_RANGE(c.v, 1, 12), c.in) << c.v;
-}
-
 }  // namespace
