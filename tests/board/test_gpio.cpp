@@ -59,49 +59,51 @@ TEST_F(Gpio, ExportAndUnexportWriteFourBytes) {
     }
 }
 
-TEST_F(Gpio, PinMinusOneIsRefusedBeforeAnyOpen) {
-    ASSERT_TRUE(bed_->remove(kGpio));  // any open would fail and log
-    char dir[4] = "out";
+// Every call that returns -1: pin -1 (refused before any open), numbers
+// that do not fit the text, and attributes that cannot be opened.
+TEST_F(Gpio, RefusalsAndTheirLines) {
+    using Call = int (*)(char *);
     const struct {
-        const char *op;
-        int (*call)(char *);
-        std::vector<std::string> lines;
+        bool tree;  // false: the GPIO class is gone, so any open fails
+        Call call;
+        const char *line;  // nullptr: silent
     } cases[] = {
-        {"export", [](char *) { return Zev_Comm_Gpio_Export(-1); }, {"DBG Zev_Comm_Gpio_Export :gpio=-1\n"}},
-        {"unexport", [](char *) { return Zev_Comm_Gpio_Unexport(-1); }, {}},
-        {"direction", [](char *d) { return Zev_Comm_Gpio_SetDirection(-1, d); }, {}},
-        {"get", [](char *) { return Zev_Comm_Gpio_GetVal(-1); }, {}},
-        {"set", [](char *) { return Zev_Comm_Gpio_SetVal(-1, 1); }, {}},
-    };
-    for (const auto &c : cases) {
-        int r = 0;
-        const auto lines = summarise(capture_stdout([&] { r = c.call(dir); }));
-        EXPECT_EQ(r, -1) << c.op;
-        EXPECT_EQ(lines, c.lines) << c.op;
-    }
-}
-
-TEST_F(Gpio, OpenFailuresLogTheirLine) {
-    ASSERT_TRUE(bed_->remove(kGpio));
-    char dir[4] = "out";
-    const struct {
-        const char *op;
-        int (*call)(char *);
-        std::string line;
-    } cases[] = {
-        {"export", [](char *) { return Zev_Comm_Gpio_Export(33); }, "DBG Zev_Comm_Gpio_Export :fail to export gpio[33]\n"},
-        {"unexport", [](char *) { return Zev_Comm_Gpio_Unexport(33); }, "DBG Zev_Comm_Gpio_Unexport :no export gpio[33]\n"},
-        {"direction", [](char *d) { return Zev_Comm_Gpio_SetDirection(33, d); },
+        {false, [](char *) { return Zev_Comm_Gpio_Export(-1); }, "DBG Zev_Comm_Gpio_Export :gpio=-1\n"},
+        {false, [](char *) { return Zev_Comm_Gpio_Unexport(-1); }, nullptr},
+        {false, [](char *d) { return Zev_Comm_Gpio_SetDirection(-1, d); }, nullptr},
+        {false, [](char *) { return Zev_Comm_Gpio_GetVal(-1); }, nullptr},
+        {false, [](char *) { return Zev_Comm_Gpio_SetVal(-1, 1); }, nullptr},
+        {false, [](char *) { return Zev_Comm_Gpio_Export(33); }, "DBG Zev_Comm_Gpio_Export :fail to export gpio[33]\n"},
+        {false, [](char *) { return Zev_Comm_Gpio_Unexport(33); }, "DBG Zev_Comm_Gpio_Unexport :no export gpio[33]\n"},
+        {false, [](char *d) { return Zev_Comm_Gpio_SetDirection(33, d); },
          "DBG Zev_Comm_Gpio_SetDirection :fail direction[out] gpio[33]\n"},
-        {"get", [](char *) { return Zev_Comm_Gpio_GetVal(33); }, "DBG Zev_Comm_Gpio_GetVal :fail to open gpio[33]\n"},
-        {"set", [](char *) { return Zev_Comm_Gpio_SetVal(33, 1); }, "DBG Zev_Comm_Gpio_SetVal :fail to open gpio[33]\n"},
-        {"get -2", [](char *) { return Zev_Comm_Gpio_GetVal(-2); }, "DBG Zev_Comm_Gpio_GetVal :fail to open gpio[-2]\n"},
+        {false, [](char *) { return Zev_Comm_Gpio_GetVal(33); }, "DBG Zev_Comm_Gpio_GetVal :fail to open gpio[33]\n"},
+        {false, [](char *) { return Zev_Comm_Gpio_SetVal(33, 1); }, "DBG Zev_Comm_Gpio_SetVal :fail to open gpio[33]\n"},
+        {true, [](char *) { return Zev_Comm_Gpio_GetVal(-2); }, "DBG Zev_Comm_Gpio_GetVal :fail to open gpio[-2]\n"},
+        {true, [](char *) { return Zev_Comm_Gpio_Export(1000); }, "DBG Zev_Comm_Gpio_Export :gpio[1000] out of range\n"},
+        {true, [](char *) { return Zev_Comm_Gpio_Export(-100); }, "DBG Zev_Comm_Gpio_Export :gpio[-100] out of range\n"},
+        {true, [](char *) { return Zev_Comm_Gpio_Unexport(12345); }, "DBG Zev_Comm_Gpio_Unexport :gpio[12345] out of range\n"},
+        {true, [](char *d) { return Zev_Comm_Gpio_SetDirection(1000, d); },
+         "DBG Zev_Comm_Gpio_SetDirection :gpio[1000] out of range\n"},
+        {true, [](char *) { return Zev_Comm_Gpio_GetVal(INT32_MAX); }, "DBG Zev_Comm_Gpio_GetVal :gpio[2147483647] out of range\n"},
+        {true, [](char *) { return Zev_Comm_Gpio_SetVal(1000, 1); }, "DBG Zev_Comm_Gpio_SetVal :gpio[1000] out of range\n"},
+        {true, [](char *) { return Zev_Comm_Gpio_SetVal(33, 1000); }, "DBG Zev_Comm_Gpio_SetVal :value[1000] out of range\n"},
+        {true, [](char *) { return Zev_Comm_Gpio_SetVal(33, -100); }, "DBG Zev_Comm_Gpio_SetVal :value[-100] out of range\n"},
     };
+    char out[4] = "out";
     for (const auto &c : cases) {
+        ASSERT_TRUE(c.tree ? bed_->write(kGpio + "/export", "") && bed_->write(kGpio + "/unexport", "")
+                           : bed_->remove(kGpio));
+        if (c.tree) add_pin(33, "7\n");
         int r = 0;
-        const auto lines = summarise(capture_stdout([&] { r = c.call(dir); }));
-        EXPECT_EQ(r, -1) << c.op;
-        EXPECT_EQ(lines, std::vector<std::string>{c.line}) << c.op;
+        const auto lines = summarise(capture_stdout([&] { r = c.call(out); }));
+        EXPECT_EQ(r, -1) << (c.line ? c.line : "silent");
+        EXPECT_EQ(lines, c.line ? std::vector<std::string>{c.line} : std::vector<std::string>{});
+        if (c.tree) {  // nothing was written
+            EXPECT_EQ(bed_->read(kGpio + "/export"), "");
+            EXPECT_EQ(bed_->read(kGpio + "/unexport"), "");
+            EXPECT_EQ(bed_->read(kGpio + "/gpio33/value"), "7\n");
+        }
     }
 }
 
@@ -139,35 +141,6 @@ TEST_F(Gpio, GetValReadsTheNumber) {
         add_pin(33, c.text);
         EXPECT_EQ(Zev_Comm_Gpio_GetVal(33), c.value) << c.text;
     }
-}
-
-TEST_F(Gpio, NumbersThatDoNotFitAreRefused) {
-    char out[4] = "out";
-    const struct {
-        const char *op;
-        int (*call)(char *);
-        std::string line;
-    } cases[] = {
-        {"export", [](char *) { return Zev_Comm_Gpio_Export(1000); }, "DBG Zev_Comm_Gpio_Export :gpio[1000] out of range\n"},
-        {"export", [](char *) { return Zev_Comm_Gpio_Export(-100); }, "DBG Zev_Comm_Gpio_Export :gpio[-100] out of range\n"},
-        {"unexport", [](char *) { return Zev_Comm_Gpio_Unexport(12345); }, "DBG Zev_Comm_Gpio_Unexport :gpio[12345] out of range\n"},
-        {"direction", [](char *d) { return Zev_Comm_Gpio_SetDirection(1000, d); },
-         "DBG Zev_Comm_Gpio_SetDirection :gpio[1000] out of range\n"},
-        {"get", [](char *) { return Zev_Comm_Gpio_GetVal(INT32_MAX); }, "DBG Zev_Comm_Gpio_GetVal :gpio[2147483647] out of range\n"},
-        {"set pin", [](char *) { return Zev_Comm_Gpio_SetVal(1000, 1); }, "DBG Zev_Comm_Gpio_SetVal :gpio[1000] out of range\n"},
-        {"set value", [](char *) { return Zev_Comm_Gpio_SetVal(33, 1000); }, "DBG Zev_Comm_Gpio_SetVal :value[1000] out of range\n"},
-        {"set value", [](char *) { return Zev_Comm_Gpio_SetVal(33, -100); }, "DBG Zev_Comm_Gpio_SetVal :value[-100] out of range\n"},
-    };
-    add_pin(33, "7\n");
-    for (const auto &c : cases) {
-        int r = 0;
-        const auto lines = summarise(capture_stdout([&] { r = c.call(out); }));
-        EXPECT_EQ(r, -1) << c.op;
-        EXPECT_EQ(lines, std::vector<std::string>{c.line}) << c.op;
-    }
-    EXPECT_EQ(bed_->read(kGpio + "/export"), "") << "nothing written";
-    EXPECT_EQ(bed_->read(kGpio + "/unexport"), "");
-    EXPECT_EQ(bed_->read(kGpio + "/gpio33/value"), "7\n");
 }
 
 TEST_F(Gpio, NoDescriptorIsLeftOpen) {
