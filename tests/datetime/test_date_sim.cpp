@@ -1,9 +1,9 @@
-// The board's clock end to end: commctl sets it inside boardsim, the board's
-// hwclock saves it, and the PC's clock stays where it is (where a user
-// namespace can be made, every run is also inside one).
+// The board's clock end to end: commctl sets it inside boardsim (and a user
+// namespace where one can be made), hwclock saves it, the PC's clock stays.
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <tuple>
 
 #include "../sim/run.hpp"
 #include "tempdir.hpp"
@@ -15,11 +15,8 @@ TEST(BoardClock, DateCommandsOnTheBoard) {
     testsupport::TempDir state;
     const bool userns = testsupport::run({"unshare", "-Ur", "true"}).status == 0;
     const std::string ctl = COMMCTL_EXE;
-    const struct {
-        std::vector<std::string> program;
-        int status;
-        std::string line;  // expected at a line start in stdout
-    } steps[] = {
+    // program run on the board, exit status, a line start expected in stdout
+    const std::tuple<std::vector<std::string>, int, std::string> steps[] = {
         {{ctl, "date", "set", "2031-05-06", "07:08:09"}, 0, "system clock 2031-05-06 07:08:"},
         {{"hwclock", "--show"}, 0, "2031-05-06 07:08:"},  // saved with the clock
         {{"sh", "-c", "date -s @1600000000 >/dev/null && date -u +%Y"}, 0, "2020"},
@@ -31,13 +28,13 @@ TEST(BoardClock, DateCommandsOnTheBoard) {
         {{ctl, "date", "set", "2031-5-6x", "07:08:09"}, 2, ""},
         {{ctl, "run", "echo", "hi", "there"}, 0, "hi there"},
     };
-    for (const auto &s : steps) {
+    for (const auto &[program, status, line] : steps) {
         std::vector<std::string> argv = {BOARDSIM_EXE, "--state", state.path(), "--"};
         if (userns) argv.insert(argv.begin(), {"unshare", "-Ur"});
-        argv.insert(argv.end(), s.program.begin(), s.program.end());
+        argv.insert(argv.end(), program.begin(), program.end());
         const testsupport::RunResult r = testsupport::run(argv, {"ZEV_SETTINGS_FILE="});
-        EXPECT_EQ(r.status, s.status) << s.program[1] << "\n" << r.out << r.err;
-        EXPECT_NE(("\n" + r.out).find("\n" + s.line), std::string::npos) << s.line << "\n" << r.out;
+        EXPECT_EQ(r.status, status) << program[1] << "\n" << r.out << r.err;
+        EXPECT_NE(("\n" + r.out).find("\n" + line), std::string::npos) << line << "\n" << r.out;
     }
     // Outside the board, a setter wants the PC's clock named first.
     const auto r = testsupport::run({ctl, "date", "zone", "GMT"},

@@ -18,10 +18,8 @@ void set(int32_t y, int32_t mo, int32_t d, int32_t h = 23, int32_t offset = 0) {
 
 // All three of year, month and day must differ from the default 2025-01-01.
 TEST_F(Clock, FlagRule) {
-    const struct {
-        std::function<void()> steps;
-        int want;
-    } cases[] = {
+    const std::pair<std::function<void()>, int> cases[] = {
+        // steps, the flag after them
         {[] { set(2026, 6, 15); }, 1},
         {[] { set(2025, 6, 15); }, 0},
         {[] { set(2026, 1, 15); }, 0},
@@ -34,18 +32,19 @@ TEST_F(Clock, FlagRule) {
         {[] { set(2026, 6, 15), set(2025, 1, 1), Zev_Comm_ResetToDefaultTime(); }, 1},          // no way back
         {[] { fc::set_wall(kStart + 86400 * 200), Zve_Comm_UpdateTimeZone("GMT+09:00"); }, 1},  // same rule
     };
-    for (const auto &c : cases) {
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        const auto &[steps, want] = cases[i];
         ASSERT_EQ(Zve_Comm_IsTimeSeted(), 0) << "this program never raises its own flag";
         fflush(stdout);
         const pid_t pid = fork();
         if (pid == 0) {
             Zev_Comm_SetPrintLev(0);
-            c.steps();
+            steps();
             _exit(Zve_Comm_IsTimeSeted());
         }
         int st = 0;
         waitpid(pid, &st, 0);
-        EXPECT_EQ(WIFEXITED(st) ? WEXITSTATUS(st) : -1, c.want) << &c - cases;
+        EXPECT_EQ(WIFEXITED(st) ? WEXITSTATUS(st) : -1, want) << "case " << i;
     }
 }
 

@@ -1,8 +1,7 @@
 // Setting the clock: the checks, the offsets, a time_t too narrow for the
-// date, the zone change and the hardware clock commands.
-#include <sys/wait.h>
-
+// date, and the zone change.
 #include <climits>
+#include <tuple>
 
 #include "clock_fixture.hpp"
 
@@ -30,12 +29,8 @@ TEST_F(Clock, ChecksInOrderWithTheirMessages) {
         }
     };
     using R = hiSYSTEM_TM_S;
-    const struct {
-        int32_t R::*field;  // set on 2026-06-15 12:30:30
-        int32_t value;
-        std::string message;  // "": passes
-        int32_t result;
-    } cases[] = {
+    // field (set on 2026-06-15 12:30:30), value, message ("": passes), result
+    const std::tuple<int32_t R::*, int32_t, std::string, int32_t> cases[] = {
         {&R::s32year, 1970, y, -2}, {&R::s32year, 1971, "", 0}, {&R::s32year, INT32_MIN, y, -2},
         {&R::s32mon, 0, mo, -2},    {&R::s32mon, 13, mo, -2},   {&R::s32mon, 12, "", 0},
         {&R::s32mday, 0, d, -2},    {&R::s32mday, 32, d, -2},   {&R::s32mday, 31, "", 0},
@@ -43,10 +38,10 @@ TEST_F(Clock, ChecksInOrderWithTheirMessages) {
         {&R::s32min, 60, mi, -2},   {&R::s32sec, -1, s, -2},    {&R::s32sec, 60, s, -2},
         {&R::s32sec, 59, "", 0},
     };
-    for (const auto &c : cases) {
+    for (const auto &[field, value, message, result] : cases) {
         hiSYSTEM_TM_S r = rec(2026, 6, 15, 12, 30, 30);
-        r.*c.field = c.value;
-        check(&r, c.message, c.result);
+        r.*field = value;
+        check(&r, message, result);
     }
     check(nullptr, "pointer[pstDateTime] is NULL", -1);
     // Several bad fields at once: the first check in order speaks.
@@ -73,11 +68,8 @@ TEST_F(Clock, SetsTheClockRunsHwclockAndLogsTheReadBack) {
 TEST_F(Clock, OffsetsTable) {
     const hiSYSTEM_TM_S r = rec(2026, 3, 10, 12, 0, 0);
     const int64_t R = utc_seconds(r), D = utc_seconds(2025, 1, 1);
-    const struct {
-        const char *zone, *op;
-        int32_t offset;        // for the explicit-offset setter
-        int64_t clock, local;  // system clock and Zev_Comm_GetLocalTime after
-    } cases[] = {
+    // zone setting, setter, offset, system clock after, local time after
+    const std::tuple<const char *, std::string, int32_t, int64_t, int64_t> cases[] = {
         {"GMT+08:00", "plain", 0, R, R + 28800},
         {"GMT+08:00", "offset", -3600, R - 3600, R - 3600 + 28800},
         {"GMT+08:00", "utc", 0, R + 28800, R + 2 * 28800},
@@ -88,20 +80,19 @@ TEST_F(Clock, OffsetsTable) {
         {"", "utc", 0, R + 28800, R + 2 * 28800},  // no zone: the default
         {"GMT-12:00", "reset", 0, D, D - 43200},
     };
-    for (const auto &c : cases) {
-        sf::set_value("Camera.Menu.TimeZone", c.zone);
-        const std::string op = c.op;
+    for (const auto &[zone, op, offset, clock, want] : cases) {
+        sf::set_value("Camera.Menu.TimeZone", zone);
         hiSYSTEM_TM_S local{};
         (void)logged([&] {
             EXPECT_EQ(op == "plain"    ? Zve_Comm_SetDateTime(&r)
-                      : op == "offset" ? Zve_Comm_SetDateTime_TimeZone(&r, c.offset)
+                      : op == "offset" ? Zve_Comm_SetDateTime_TimeZone(&r, offset)
                       : op == "utc"    ? Zve_Comm_SetUtcDateTime(&r)
                                        : Zev_Comm_ResetToDefaultTime(),
                       0);
             EXPECT_EQ(Zev_Comm_GetLocalTime(&local), 0);
         });
-        EXPECT_EQ(fc::wall_seconds(), c.clock) << c.zone << " " << c.op;
-        EXPECT_EQ(utc_seconds(local), c.local) << c.zone << " " << c.op;
+        EXPECT_EQ(fc::wall_seconds(), clock) << zone << " " << op;
+        EXPECT_EQ(utc_seconds(local), want) << zone << " " << op;
     }
 }
 
@@ -140,44 +131,26 @@ TEST_F(Clock, NeverAWrappedClock) {
 
 TEST_F(Clock, ZoneChangeMovesTheClock) {
     const int64_t now = utc_seconds(2026, 6, 15, 12);
-    const struct {
-        const char *old_zone, *new_zone;  // old nullptr: none stored
-        int64_t before;
-        int32_t result;
-        int64_t after;  // the fraction of the second is dropped
-    } cases[] = {
+    // zone before (nullptr: none), new zone, clock before (+0.999999 s), result, after
+    const std::tuple<const char *, const char *, int64_t, int32_t, int64_t> cases[] = {
         {"GMT+08:00", "GMT+09:00", now, 0, now + 3600},
         {"GMT+08:00", "GMT-03:30", now, 0, now - 28800 - 12600},
         {"GMT", "Mars", now, 0, now + 28800},  // outside the table: counts as the default
         {nullptr, "GMT", now, 0, now - 28800},
         {"GMT+08:00", "GMT-12:00", 1000, -2, 1000},  // refused (1969), yet stored
     };
-    for (const auto &c : cases) {
+    for (const auto &[old_zone, new_zone, before, result, after] : cases) {
         sf::reset();
-        if (c.old_zone != nullptr) sf::set_value("Camera.Menu.TimeZone", c.old_zone);
-        fc::set_wall(c.before, 999999);
-        (void)logged([&] { EXPECT_EQ(Zve_Comm_UpdateTimeZone(c.new_zone), c.result) << c.new_zone; });
-        EXPECT_EQ(fc::wall_seconds(), c.after) << c.new_zone;
-        EXPECT_EQ(sf::calls().at(1), "Set Camera.Menu.TimeZone " + std::string(c.new_zone)) << "stored first";
+        if (old_zone != nullptr) sf::set_value("Camera.Menu.TimeZone", old_zone);
+        fc::set_wall(before, 999999);
+        (void)logged([&] { EXPECT_EQ(Zve_Comm_UpdateTimeZone(new_zone), result) << new_zone; });
+        EXPECT_EQ(fc::wall_seconds(), after) << new_zone;
+        EXPECT_EQ(sf::calls().at(1), "Set Camera.Menu.TimeZone " + std::string(new_zone)) << "stored first";
     }
     sf::reset();
     EXPECT_EQ(logged([] { EXPECT_EQ(Zve_Comm_UpdateTimeZone(nullptr), -1); }),
               Lines{"ERR Zve_Comm_UpdateTimeZone :pointer[pZone] is NULL\n"});
     EXPECT_TRUE(sf::calls().empty());
-}
-
-TEST_F(Clock, HardwareClockCommands) {
-    stubs_.add("hwclock", "exit 3");
-    for (int rc : {Zev_Comm_UpdateSysTimeFromRtc(), Zev_Comm_UpdateSysTimeToRtc()})
-        EXPECT_EQ(WEXITSTATUS(rc), 3);
-    EXPECT_EQ(stubs_.calls(), (Lines{"hwclock --hctosys", "hwclock --systohc"}));
-    stubs_.clear();
-    sf::set_value("Camera.Menu.TimeZone", "GMT+01:00");
-    fc::set_wall(utc_seconds(2026, 7, 4, 22, 30, 0));
-    hiSYSTEM_TM_S got{};
-    (void)logged([&] { EXPECT_EQ(Zve_Comm_GetRtcTime(&got), 0); });
-    EXPECT_EQ(stubs_.calls(), Lines{"hwclock --hctosys"}) << "the hardware clock is loaded first";
-    EXPECT_EQ(utc_seconds(got), utc_seconds(2026, 7, 4, 23, 30, 0));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The zone table, the local clock, the validity test and the date texts.
 #include <climits>
+#include <tuple>
 
 #include "clock_fixture.hpp"
 
@@ -9,9 +10,8 @@ namespace {
 
 std::string dbg_zone(const std::string &text) { return "DBG Zev_Comm_TimeZone_to_Sec :" + text + "\n"; }
 
-// Every "GMT<sign>HH:MM" text with a quarter-hour minute is tried: exactly
-// the 34 zones of the table (and "GMT") are known, each with the sign of its
-// text applied to hours and minutes alike; the rest fall back.
+// Of every "GMT<sign>HH:MM" with a quarter-hour minute exactly the table's 34
+// zones are known, with the sign on hours and minutes alike; the rest fall back.
 TEST_F(Clock, KnownZonesAndTheirOffsets) {
     int known = 0;
     for (int i = 0; i < 2 * 16 * 4; ++i) {
@@ -46,11 +46,8 @@ TEST_F(Clock, TextsOutsideTheTableFallBackToTheDefault) {
 }
 
 TEST_F(Clock, LocalTimeIsTheClockPlusTheOffset) {
-    const struct {
-        int64_t wall;
-        const char *zone;  // nullptr: no setting
-        int64_t local;     // as UTC seconds of the record
-    } cases[] = {
+    // wall clock, zone setting (nullptr: none), local time as UTC seconds
+    const std::tuple<int64_t, const char *, int64_t> cases[] = {
         {1767211200, "GMT+08:00", utc_seconds(2026, 1, 1, 4)},        // 2025-12-31 20:00 crosses the year
         {1709164800, "GMT-03:30", utc_seconds(2024, 2, 28, 20, 30)},  // 2024-02-29 00:00 back into February
         {1709164800, nullptr, utc_seconds(2024, 2, 29, 8)},           // no setting: the default zone
@@ -59,14 +56,14 @@ TEST_F(Clock, LocalTimeIsTheClockPlusTheOffset) {
          utc_seconds(2038, 1, 19, 11, 3, 20)},  // beyond a 32-bit time_t: not wrapped
         {2147483647, "GMT+14:00", utc_seconds(2038, 1, 19, 17, 14, 7)},
     };
-    for (const auto &c : cases) {
+    for (const auto &[wall, zone, local] : cases) {
         sf::reset();
-        if (c.zone != nullptr) sf::set_value("Camera.Menu.TimeZone", c.zone);
-        fc::set_wall(c.wall);
+        if (zone != nullptr) sf::set_value("Camera.Menu.TimeZone", zone);
+        fc::set_wall(wall);
         hiSYSTEM_TM_S got{-1, -1, -1, -1, -1, -1};
         (void)logged([&] { EXPECT_EQ(Zev_Comm_GetLocalTime(&got), 0); });
-        EXPECT_TRUE(got.s32mon >= 1 && got.s32mon <= 12 && got.s32mday >= 1 && got.s32mday <= 31) << c.wall;
-        EXPECT_EQ(utc_seconds(got), c.local) << c.wall << " " << (c.zone ? c.zone : "(none)");
+        EXPECT_TRUE(got.s32mon >= 1 && got.s32mon <= 12 && got.s32mday >= 1 && got.s32mday <= 31) << wall;
+        EXPECT_EQ(utc_seconds(got), local) << wall << " " << (zone ? zone : "(none)");
         EXPECT_EQ(sf::calls(), Lines{"Get Camera.Menu.TimeZone 65"});
     }
     sf::reset();

@@ -1,35 +1,22 @@
 // File chores on a private folder: each function's own results and failure
-// lines, the bytes read and written, the non-blocking device read, touch and
-// rm through stub commands, and waiting for a path.
+// lines, the bytes read and written, touch and rm through stub commands.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <climits>
 #include <functional>
 #include <tuple>
 
-#include "../datetime/stub_commands.hpp"
 #include "comm_file.h"
-#include "comm_log.h"
-#include "comm_sd.h"
-#include "fake_sleep.hpp"
-
-using testsupport::Lines;
-using testsupport::logged;
-using testsupport::read_file;
-using testsupport::write_file;
+#include "common.hpp"
 
 namespace {
 
-class FileChores : public ::testing::Test {
-protected:
+struct FileChores : ::testing::Test {
     void SetUp() override {
         Zev_Comm_SetPrintLev(7);
         ASSERT_TRUE(write_file(path("f"), std::string("ab\0cd", 5)) && write_file(path("empty"), ""));
-        ASSERT_TRUE(write_file(path("digits"), "0123456789") &&
-                    write_file(path("big"), std::string(300, 'b')));
-        ASSERT_EQ(mkdir(path("dir").c_str(), 0755), 0);
+        ASSERT_TRUE(write_file(path("digits"), "0123456789") && mkdir(path("dir").c_str(), 0755) == 0);
     }
     std::string path(const std::string &rel) const { return dir_ / rel; }
     testsupport::TempDir dir_;
@@ -39,68 +26,60 @@ TEST_F(FileChores, ExistenceAndSize) {
     const std::tuple<std::string, int32_t, int32_t> cases[] = {{path("f"), 1, 5},
                                                                {path("empty"), 1, 0},
                                                                {path("missing"), 0, -1},
-                                                               {"", 0, -1},
-                                                               {path("f/x"), 0, -1}};
-    for (const auto &[p, exists, size] : cases) {
-        EXPECT_EQ(Zev_Comm_IsFileExist(p.c_str()), exists) << p;
-        EXPECT_EQ(Zev_Comm_GetFileSize(p.c_str()), size) << p;
+                                                               {path("f/x"), 0, -1},
+                                                               {"", 0, -1}};
+    for (const auto &[name, exists, size] : cases) {
+        EXPECT_EQ(Zev_Comm_IsFileExist(name.c_str()), exists) << name;
+        EXPECT_EQ(Zev_Comm_GetFileSize(name.c_str()), size) << name;
     }
     EXPECT_EQ(Zev_Comm_IsFileExist(path("dir").c_str()), 1);
 }
 
-// ReadFile gives 0 and leaves the rest of the buffer; ReadFileEx gives the
-// count and seeks from the end for a negative offset.
+// file, offset (INT32_MIN: ReadFile, which gives 0), size, result, the
+// 10-byte buffer ('X' before); a refused seek reads from the start.
 TEST_F(FileChores, Reads) {
-    const struct {
-        const char *file;
-        int32_t offset;  // INT32_MIN: Zev_Comm_ReadFile
-        uint32_t size;
-        int32_t result;
-        std::string buffer;  // 10 bytes, 'X' before the call
-    } cases[] = {
+    const std::tuple<const char *, int32_t, uint32_t, int32_t, std::string> cases[] = {
         {"f", INT32_MIN, 5, 0, std::string("ab\0cdXXXXX", 10)},
-        {"f", INT32_MIN, 8, 0, std::string("ab\0cdXXXXX", 10)},  // short read
+        {"f", INT32_MIN, 8, 0, std::string("ab\0cdXXXXX", 10)},
         {"empty", INT32_MIN, 8, 0, "XXXXXXXXXX"},
         {"digits", 3, 4, 4, "3456XXXXXX"},
-        {"digits", 20, 6, 0, "XXXXXXXXXX"},   // past the end
-        {"digits", -4, 10, 4, "6789XXXXXX"},  // the last four
+        {"digits", 20, 6, 0, "XXXXXXXXXX"},
+        {"digits", -4, 10, 4, "6789XXXXXX"},
         {"digits", -10, 3, 3, "012XXXXXXX"},
-        {"digits", -11, 10, 10, "0123456789"},  // refused seek: from the start
+        {"digits", -11, 10, 10, "0123456789"},
     };
-    for (const auto &c : cases) {
+    for (const auto &[file, offset, size, result, buffer] : cases) {
         std::string buf(10, 'X');
-        const std::string p = path(c.file);
-        EXPECT_EQ(c.offset == INT32_MIN ? Zev_Comm_ReadFile(p.c_str(), buf.data(), c.size)
-                                        : Zev_Comm_ReadFileEx(p.c_str(), c.offset, buf.data(), c.size),
-                  c.result)
-            << c.file << " " << c.offset;
-        EXPECT_EQ(buf, c.buffer) << c.file << " " << c.offset;
+        const std::string p = path(file);
+        EXPECT_EQ(offset == INT32_MIN ? Zev_Comm_ReadFile(p.c_str(), buf.data(), size)
+                                      : Zev_Comm_ReadFileEx(p.c_str(), offset, buf.data(), size),
+                  result)
+            << file << " " << offset;
+        EXPECT_EQ(buf, buffer) << file << " " << offset;
     }
+    ASSERT_TRUE(write_file(path("big"), std::string(300, 'b')));
     char big[300];
     EXPECT_EQ(Zev_Comm_ReadFileEx(path("big").c_str(), 0, big, 255), 255) << "looks like a failure";
 }
 
+// Columns: append, the file before ("-": none), size, the file after.
 TEST_F(FileChores, WriteReplacesAndAppendAdds) {
     const std::string bytes("a\0b\nc", 5), f = path("out");
-    const struct {
-        bool append;
-        std::string before;  // "-": no file
-        uint32_t size;
-        std::string after;
-    } cases[] = {{false, "-", 5, bytes}, {false, "old", 2, std::string("a\0", 2)}, {false, "old", 0, ""},
-                 {true, "-", 5, bytes},  {true, "old", 5, "old" + bytes},          {true, "-", 0, ""}};
-    for (const auto &c : cases) {
+    const std::tuple<bool, std::string, uint32_t, std::string> cases[] = {
+        {false, "-", 5, bytes}, {false, "old", 2, std::string("a\0", 2)}, {false, "old", 0, ""},
+        {true, "-", 5, bytes},  {true, "old", 5, "old" + bytes},          {true, "-", 0, ""}};
+    for (const auto &[append, before, size, after] : cases) {
         unlink(f.c_str());
-        ASSERT_TRUE(c.before == "-" || write_file(f, c.before));
+        ASSERT_TRUE(before == "-" || write_file(f, before));
         int32_t r = -1;
         EXPECT_EQ(logged([&] {
-                      r = c.append ? Zev_Comm_AppendFile(f.c_str(), bytes.data(), c.size)
-                                   : Zev_Comm_WriteFile(f.c_str(), bytes.data(), c.size);
+                      r = append ? Zev_Comm_AppendFile(f.c_str(), bytes.data(), size)
+                                 : Zev_Comm_WriteFile(f.c_str(), bytes.data(), size);
                   }),
                   Lines{});
         EXPECT_EQ(r, 0);
-        EXPECT_EQ(read_file(f), c.after) << c.append << " " << c.before << " " << c.size;
         EXPECT_TRUE(testsupport::file_exists(f));
+        EXPECT_EQ(read_file(f), after) << append << " " << before << " " << size;
     }
 }
 
@@ -149,23 +128,20 @@ TEST_F(FileChores, NonBlockingReadGivesWhatReadGave) {
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const int writer = open(fifo.c_str(), O_RDWR | O_NONBLOCK);  // keeps the pipe alive between calls
     const Lines minus6 = {"VER Zev_Comm_ReadDev_NonBlock :[" + fifo + "] ret = -6\n"};
-    const struct {
-        std::string ready;
-        uint32_t size;
-        int32_t result;
-        Lines lines;
-    } cases[] = {
-        {"", 8, -1, minus6}, {"abc", 8, 3, minus6}, {"abcdefgh", 8, 8, {}}, {"abcdefghij", 4, 4, {}}};
-    for (const auto &c : cases) {
+    const std::tuple<std::string, uint32_t, int32_t, Lines> cases[] = {// ready, size, result, lines
+                                                                       {"", 8, -1, minus6},
+                                                                       {"abc", 8, 3, minus6},
+                                                                       {"abcdefgh", 8, 8, {}},
+                                                                       {"abcdefghij", 4, 4, {}}};
+    for (const auto &[ready, size, result, want] : cases) {
         char buf[16] = {};
         while (read(writer, buf, sizeof buf) > 0) {
         }
-        ASSERT_EQ(write(writer, c.ready.data(), c.ready.size()), static_cast<ssize_t>(c.ready.size()));
+        ASSERT_EQ(write(writer, ready.data(), ready.size()), static_cast<ssize_t>(ready.size()));
         int32_t r = 0;
-        EXPECT_EQ(logged([&] { r = Zev_Comm_ReadDev_NonBlock(fifo.c_str(), buf, c.size); }), c.lines)
-            << c.ready;
-        EXPECT_EQ(r, c.result) << c.ready;
-        EXPECT_EQ(std::string(buf, r > 0 ? r : 0), c.ready.substr(0, r > 0 ? r : 0)) << c.ready;
+        EXPECT_EQ(logged([&] { r = Zev_Comm_ReadDev_NonBlock(fifo.c_str(), buf, size); }), want) << ready;
+        EXPECT_EQ(r, result) << ready;
+        EXPECT_EQ(std::string(buf, r > 0 ? r : 0), ready.substr(0, r > 0 ? r : 0)) << ready;
     }
     close(writer);
 }
@@ -178,69 +154,24 @@ TEST(FileShell, CommandsAsTheShellSeesThem) {
     const std::string argc = "echo \"argc $#\" >> '" + stubs.log_path() + "'", p121(121, 'a'), p120(120, 'b');
     stubs.add("touch", argc);
     stubs.add("rm", argc + "\nexit 1");
-    const struct {
-        bool create;
-        std::string path;
-        Lines calls, lines;
-    } cases[] = {
-        {true, "/mnt/mmc/a b", {"touch /mnt/mmc/a b", "argc 2"}, {}},  // a blank splits
-        {true, p121, {"touch " + p121, "argc 1"}, {}},
-        {true, p121 + "x", {}, {"VER Zev_Comm_CreateNormalFile :---" + p121 + "x---too long\r\n"}},
-        {false, p120, {"rm -rf " + p120, "argc 2"}, {}},
-        {false, p120 + "/", {}, {"VER Zev_Comm_DeleteFile :---" + p120 + "/---too long\r\n"}},
-    };
-    for (const auto &c : cases) {
+    const std::tuple<bool, std::string, Lines> cases[] = {
+        // create, path, calls (none: too long)
+        {true, "/mnt/mmc/a b", {"touch /mnt/mmc/a b", "argc 2"}},
+        {true, p121, {"touch " + p121, "argc 1"}},
+        {true, p121 + "x", {}},
+        {false, p120, {"rm -rf " + p120, "argc 2"}},
+        {false, p120 + "/", {}}};
+    for (const auto &[create, path, calls] : cases) {
         stubs.clear();
         int32_t r = 0;
-        EXPECT_EQ(logged([&] {
-                      r = c.create ? Zev_Comm_CreateNormalFile(c.path.c_str())
-                                   : Zev_Comm_DeleteFile(c.path.c_str());
-                  }),
-                  c.lines);
-        EXPECT_EQ(r, 1) << c.path;
-        EXPECT_EQ(stubs.calls(), c.calls) << c.path;
+        const Lines lines = logged([&] {
+            r = create ? Zev_Comm_CreateNormalFile(path.c_str()) : Zev_Comm_DeleteFile(path.c_str());
+        });
+        const std::string fn = create ? "VER Zev_Comm_CreateNormalFile :---" : "VER Zev_Comm_DeleteFile :---";
+        EXPECT_EQ(lines, calls.empty() ? Lines{fn + path + "---too long\r\n"} : Lines{}) << path;
+        EXPECT_EQ(r, 1) << path;
+        EXPECT_EQ(stubs.calls(), calls) << path;
     }
-}
-
-// Waiting for a path: the tests and the pauses between them, with the path
-// showing up during a pause.
-TEST(WaitForFolder, TestsAndPauses) {
-    Zev_Comm_SetPrintLev(7);
-    constexpr int kNever = -1, kAtOnce = -2;
-    const struct {
-        int32_t interval, timeout;
-        int appears;  // kAtOnce, kNever, or during the pause with this index
-        int32_t result;
-        std::vector<unsigned> pauses;
-    } cases[] = {
-        {300, 1000, kAtOnce, 1, {}},
-        {300, 1000, 1, 1, {300000, 300000}},
-        {300, 1000, 2, 0, {300000, 300000, 300000}},  // during the last pause: too late
-        {250, 1000, kNever, 0, {250000, 250000, 250000, 250000}},
-        {500, 400, kAtOnce, 0, {}},  // time-out below the interval
-        {0, 1000, kAtOnce, 1, {}},
-        {-5, 1000, kNever, 0, {}},
-        {2500, 5000, kNever, 0, {1000000, 1000000, 500000, 1000000, 1000000, 500000}},  // in steps
-    };
-    for (const auto &c : cases) {
-        testsupport::TempDir dir;
-        const std::string target = dir / "mnt";
-        ASSERT_TRUE(c.appears != kAtOnce || write_file(target, ""));
-        fake_sleep::pauses.clear();
-        fake_sleep::on_pause = [&](size_t index, unsigned) {
-            if (static_cast<int>(index) == c.appears) write_file(target, "");
-        };
-        int32_t r = -1;
-        const Lines lines =
-            logged([&] { r = Zev_Comm_Waitfor_Folder(target.c_str(), c.interval, c.timeout); });
-        SCOPED_TRACE(testing::Message() << c.interval << " " << c.timeout << " " << c.appears);
-        EXPECT_EQ(r, c.result);
-        EXPECT_EQ(fake_sleep::pauses, c.pauses);
-        EXPECT_EQ(
-            lines,
-            Lines{"DBG Zev_Comm_Waitfor_Folder :" + (r == 1 ? "get " + target : target + " timeout") + "\n"});
-    }
-    fake_sleep::on_pause = nullptr;
 }
 
 }  // namespace

@@ -1,46 +1,33 @@
-// SD card discovery over a simulated /proc/partitions, and the FAT hidden bit
-// of a file answered on a mocked node. The table changes "during" the
-// library's pauses: usleep is recorded and runs the change, racing nothing.
-#include <gtest/gtest.h>
-
+// SD discovery over a simulated /proc/partitions, changed "during" the recorded
+// usleep (racing nothing), and the FAT hidden bit answered on a mocked node.
 #include <cstring>
 #include <memory>
 #include <tuple>
 
-#include "../datetime/stub_commands.hpp"
 #include "comm_file.h"
-#include "comm_log.h"
 #include "comm_sd.h"
+#include "common.hpp"
 #include "fake_sleep.hpp"
 #include "ioctl_device.hpp"
 #include "testbed.hpp"
-
-using testsupport::Lines;
-using testsupport::logged;
 
 namespace {
 
 const std::string kHead = "major minor  #blocks  name\n\n", kDisk0 = " 179        0    7761920 mmcblk0\n";
 const std::string kPart0 = " 179        1    7757824 mmcblk0p1\n",
-                  kPart0b = " 179        2       1023 mmcblk0p2\n";
-const std::string kDisk1 = " 179        8    3872256 mmcblk1\n";
+                  kDisk1 = " 179        8    3872256 mmcblk1\n";
 const std::string kMtd = "  31        0       1024 mtdblock0\n  31        1       4096 mtdblock1\n";
-const std::string kNoTable = "-";
 
-class SdCard : public ::testing::Test {
-protected:
+struct SdCard : ::testing::Test {
     void SetUp() override {
         REQUIRE_TESTBED();
         bed_ = std::make_unique<testsupport::Testbed>();
         Zev_Comm_SetPrintLev(7);
     }
     void TearDown() override { fake_sleep::on_pause = nullptr; }
-    void table(const std::string &text) {  // kNoTable: a folder in its place, which reads as empty
+    void table(const std::string &text) {  // "-": a folder in its place, which reads as empty
         bed_->remove("/proc/partitions");
-        if (text == kNoTable)
-            bed_->mkdir("/proc/partitions");
-        else
-            bed_->write("/proc/partitions", text);
+        text == "-" ? bed_->mkdir("/proc/partitions") : bed_->write("/proc/partitions", text);
     }
     std::unique_ptr<testsupport::Testbed> bed_;
 };
@@ -50,20 +37,19 @@ TEST_F(SdCard, DevicePathFromOneOrTwoReads) {
         std::string first, during_pause;  // "": no change
         int32_t result;
         std::string path;
-        std::vector<unsigned> pauses;
+        size_t reads;  // 2: a pause of 200 ms, then a second read
         size_t finds;  // DBG lines, one per read that found a card; the last names the path
     } cases[] = {
-        {kHead + kMtd + kDisk0 + kPart0, "", 0, "/dev/mmcblk0p1", {}, 1},
-        {kHead + kDisk0 + kPart0 + kPart0b, "", 0, "/dev/mmcblk0p1", {}, 1},  // the first partition of two
-        {kHead + kDisk0, "", 0, "/dev/mmcblk0", {200000}, 2},
-        {kHead + kDisk0, kHead + kDisk0 + kPart0, 0, "/dev/mmcblk0p1", {200000}, 2},  // comes during the
-                                                                                      // pause
-        {kHead + kDisk0 + kMtd, kHead + kMtd, -1, "/dev/mmcblk0", {200000}, 1},  // leaves during the pause
-        {kHead + kDisk0 + kDisk1, "", 0, "/dev/mmcblk1", {200000}, 2},           // two unpartitioned cards
-        {kHead + kMtd, "", -1, "", {}, 0},
-        {kNoTable, "", -1, "", {}, 0},
-        {kHead + " 179 0 7761920 mmcblk0p1", "", 0, "/dev/mmcblk0p1", {}, 1},   // no line end
-        {kHead + std::string(1020, ' ') + kDisk0 + kPart0, "", -1, "", {}, 0},  // behind byte 1024
+        {kHead + kMtd + kDisk0 + kPart0 + " 179 2 1 mmcblk0p2\n", "", 0, "/dev/mmcblk0p1", 1,
+         1},  // the first partition
+        {kHead + kDisk0, "", 0, "/dev/mmcblk0", 2, 2},
+        {kHead + kDisk0, kHead + kDisk0 + kPart0, 0, "/dev/mmcblk0p1", 2, 2},  // comes during the pause
+        {kHead + kDisk0 + kMtd, kHead + kMtd, -1, "/dev/mmcblk0", 2, 1},       // leaves during the pause
+        {kHead + kDisk0 + kDisk1, "", 0, "/dev/mmcblk1", 2, 2},                // two unpartitioned cards
+        {kHead + kMtd, "", -1, "", 1, 0},
+        {"-", "", -1, "", 1, 0},
+        {kHead + " 179 0 7761920 mmcblk0p1", "", 0, "/dev/mmcblk0p1", 1, 1},   // no line end
+        {kHead + std::string(1020, ' ') + kDisk0 + kPart0, "", -1, "", 1, 0},  // behind byte 1024
     };
     for (const auto &c : cases) {
         table(c.first);
@@ -77,7 +63,7 @@ TEST_F(SdCard, DevicePathFromOneOrTwoReads) {
         SCOPED_TRACE(c.first + " / " + c.during_pause);
         EXPECT_EQ(r, c.result);
         EXPECT_EQ(std::string(path), c.path);
-        EXPECT_EQ(fake_sleep::pauses, c.pauses);
+        EXPECT_EQ(fake_sleep::pauses, std::vector<unsigned>(c.reads - 1, 200000));
         EXPECT_EQ(lines.size(), c.finds);
         EXPECT_EQ(lines.empty() ? "" : lines.back(),
                   c.finds ? "DBG ZevCommGetStorageDev :SD Dev=" + c.path + "\r\n" : "");
@@ -91,48 +77,12 @@ TEST_F(SdCard, DevicePathFromOneOrTwoReads) {
     EXPECT_EQ(path[64], '#') << "nothing written behind 64 bytes";
 }
 
-TEST_F(SdCard, DeviceNameWithItsRetry) {
-    const std::string fn = "Zev_Comm_GetStorageDevName :",
-                      found = "INF " + fn + "devName=mmcblk0p1 (/dev/mmcblk0p1)\n";
-    const std::string retry = "WAR " + fn + "access /dev/mmcblk0p1 failed, retry";
-    const struct {
-        std::string table;
-        int node;  // the node is there from the start (0), comes during the 100 ms pause (1), or never (2)
-        int32_t result;
-        Lines lines;
-    } cases[] = {
-        {kHead + kDisk0 + kPart0, 0, 0, {found}},
-        {kHead + kDisk0 + kPart0, 1, 0, {retry + "\n", found}},
-        {kHead + kDisk0 + kPart0, 2, -3, {retry + "\n", retry + "2\n"}},
-        {kHead + kMtd, 0, -2, {"WAR " + fn + "get mmcblk failed\n"}},
-    };
-    for (const auto &c : cases) {
-        table(c.table);
-        bed_->remove("/dev/mmcblk0p1");
-        if (c.node == 0) bed_->write("/dev/mmcblk0p1", "");
-        fake_sleep::on_pause = [&](size_t, unsigned usec) {
-            if (usec == 100000 && c.node == 1) bed_->write("/dev/mmcblk0p1", "");
-        };
-        char name[64] = "untouched";
-        int32_t r = 99;
-        Lines lines;
-        for (const std::string &l : logged([&] { r = Zev_Comm_GetStorageDevName(name); }))
-            if (l.rfind("DBG", 0) != 0) lines.push_back(l);
-        EXPECT_EQ(r, c.result) << c.node;
-        EXPECT_STREQ(name, c.result == 0 ? "mmcblk0p1" : "untouched");
-        EXPECT_EQ(lines, c.lines);
-    }
-    EXPECT_EQ(Zev_Comm_GetStorageDevName(nullptr), -1);
-}
-
+// The whole disk comes first; the start of a name will do; no number in
+// front of a name's middle, a line's start ("major") or two blanks ("name").
 TEST_F(SdCard, SizeFromTheBlocksColumn) {
-    table(kHead + kMtd + kDisk0 + kPart0 + kPart0b);
-    // The whole disk comes first; the start of a name will do, its middle
-    // reads no number, nor a name at the very start of its line ("major") or
-    // behind two blanks ("name").
+    table(kHead + kMtd + kDisk0 + kPart0);
     const std::tuple<const char *, int32_t, int32_t> cases[] = {{"mmcblk0", 7761920, 7580},
-                                                                {"mmcblk0p2", 1023, 0},
-                                                                {"mtdblock1", 4096, 4},
+                                                                {"mtdblock0", 1024, 1},
                                                                 {"mmcblk0p", 7757824, 7576},
                                                                 {"blk0p", 0, 0},
                                                                 {"mmcblk5", 0, 0},
@@ -142,9 +92,10 @@ TEST_F(SdCard, SizeFromTheBlocksColumn) {
         EXPECT_EQ(Zev_Comm_GetStorageSizeKB(name), kb) << name;
         EXPECT_EQ(Zev_Comm_GetStorageSizeMB(name), mb) << name;
     }
-    table("7761920mmcblk0\n");  // no blank in front of the number
-    EXPECT_EQ(Zev_Comm_GetStorageSizeKB("mmcblk0"), 776192);
-    table(kNoTable);
+    table("1023mmcblk0\n");  // no blank in front of the number
+    EXPECT_EQ(Zev_Comm_GetStorageSizeKB("mmcblk0"), 102);
+    EXPECT_EQ(Zev_Comm_GetStorageSizeMB("mmcblk0"), 0);
+    table("-");
     EXPECT_EQ(Zev_Comm_GetStorageSizeKB("mmcblk0"), 0);
 }
 

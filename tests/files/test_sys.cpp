@@ -1,19 +1,12 @@
-// Commands, the SD-card script runner, the random number, the digit test and
-// the process test. Every command that could reach the machine (cp, chmod,
-// dos2unix, ps) is a recording stub first on PATH.
-#include <gtest/gtest.h>
+// Commands, the SD-card script runner, the digit test and the process test;
+// cp, chmod, dos2unix and ps are recording stubs first on PATH.
 #include <sys/wait.h>
 
 #include <climits>
+#include <tuple>
 
-#include "../datetime/stub_commands.hpp"
-#include "comm_log.h"
 #include "comm_sys.h"
-#include "fake_clock.hpp"
-
-using testsupport::Lines;
-using testsupport::logged;
-using testsupport::read_file;
+#include "common.hpp"
 
 namespace {
 
@@ -32,27 +25,22 @@ TEST(SystemEx, FormatsCutsAt255AndReturnsTheStatus) {
 
 TEST(Cmd, OneReadOnlyTheLastByteTerminated) {
     const std::string ten = "printf 0123456789";
-    const struct {
-        std::string cmd;
-        int32_t size;
-        char fill;
-        int32_t result;
-        std::string bytes;  // the whole buffer afterwards
-    } cases[] = {
+    // command, size, fill, result, the whole buffer afterwards
+    const std::tuple<std::string, int32_t, char, int32_t, std::string> cases[] = {
         {ten, 20, '\0', 0, std::string("0123456789") + std::string(10, '\0')},
         {ten, 10, 'X', 0, std::string("012345678\0", 10)},        // exactly iSize: last byte lost
         {ten, 16, 'X', 0, std::string("0123456789XXXXX\0", 16)},  // no zero behind short output
         {"printf 'ab\\000cd'", 8, 'X', 0, std::string("ab\0cdXX\0", 8)},
-        {"printf ab; sleep 0.05; printf cd", 8, '\0', 0, std::string("abcd\0\0\0\0", 8)},  // one read
+        {"printf ab; sleep 0.05; printf cd", 8, '\0', 0, std::string("abcd\0\0\0\0", 8)},
         {"printf out; exit 3", 4, '\0', 0, std::string("out\0", 4)},  // exit status not reported
         {"true", 8, 'X', -2, std::string(8, 'X')},
         {ten, 0, 'X', -2, std::string(8, 'X')},
         {ten, INT32_MIN, 'X', -2, std::string(8, 'X')},
     };
-    for (const auto &c : cases) {
-        std::string buf(c.bytes.size(), c.fill);
-        EXPECT_EQ(Zev_Comm_Cmd(c.cmd.c_str(), buf.data(), c.size), c.result) << c.cmd << " " << c.size;
-        EXPECT_EQ(buf, c.bytes) << c.cmd << " " << c.size;
+    for (const auto &[cmd, size, fill, result, bytes] : cases) {
+        std::string buf(bytes.size(), fill);
+        EXPECT_EQ(Zev_Comm_Cmd(cmd.c_str(), buf.data(), size), result) << cmd << " " << size;
+        EXPECT_EQ(buf, bytes) << cmd << " " << size;
     }
     char buf[4] = {'X', 'X', 'X', 'X'};
     EXPECT_EQ(Zev_Comm_Cmd(nullptr, buf, sizeof buf), -1);
@@ -84,52 +72,22 @@ TEST(SdShell, FourCommandsInOrderAndTheLimits) {
         EXPECT_EQ(lines, Lines{"DBG Zev_Comm_RunSDShell :/tmp/" + name + " x" + (bg ? " &" : "  ") + "\n"});
         EXPECT_EQ(exit_code(rc), bg ? 0 : 127) << "only the foreground shell reports the script's failure";
     }
-    const struct {
-        size_t name_len, arg_len;
-        Lines ran;  // stubs reached
-        int32_t result;
-    } limits[] = {
-        {110, 9, {"cp", "chmod", "dos2unix"}, 127 << 8},  // the documented limits
-        {110, 10, {"cp", "chmod", "dos2unix"}, -1},       // name and argument beyond 119
-        {111, 0, {"chmod", "dos2unix"}, 127 << 8},        // the copy command is the longest
-        {113, 0, {"dos2unix"}, 127 << 8},
-        {114, 0, {}, 127 << 8},
-        {120, 0, {}, -1},
-    };
-    for (const auto &c : limits) {
+    // Commands that do not fit 128 bytes are not run (the copy is the longest).
+    const std::tuple<size_t, size_t, size_t, int32_t> limits[] = {
+        // name, argument, stubs reached, result
+        {110, 9, 3, 127 << 8}, {110, 10, 3, -1},      {111, 0, 2, 127 << 8},
+        {113, 0, 1, 127 << 8}, {114, 0, 0, 127 << 8}, {120, 0, 0, -1}};
+    for (const auto &[name_len, arg_len, reached, result] : limits) {
         stubs.clear();
         int rc = 0;
-        const Lines lines = logged([&] {
-            rc = Zev_Comm_RunSDShell(absent_name(c.name_len).c_str(), std::string(c.arg_len, 'a').c_str(), 0);
-        });
-        Lines ran;
-        for (const std::string &call : stubs.calls()) ran.push_back(call.substr(0, call.find(' ')));
-        EXPECT_EQ(ran, c.ran) << c.name_len << "+" << c.arg_len;
-        EXPECT_EQ(rc, c.result) << c.name_len << "+" << c.arg_len;
-        EXPECT_EQ(lines.size(), c.result == -1 ? 0u : 1u) << c.name_len << "+" << c.arg_len;
+        const std::string long_name = absent_name(name_len), arg(arg_len, 'a');
+        const Lines lines = logged([&] { rc = Zev_Comm_RunSDShell(long_name.c_str(), arg.c_str(), 0); });
+        const Lines calls = stubs.calls(), all = {"cp", "chmod", "dos2unix"};
+        EXPECT_EQ(calls.size(), reached) << name_len << "+" << arg_len;
+        EXPECT_TRUE(calls.empty() || calls[0].rfind(all[3 - reached] + " ", 0) == 0) << calls[0];
+        EXPECT_EQ(rc, result) << name_len << "+" << arg_len;
+        EXPECT_EQ(lines.size(), result == -1 ? 0u : 1u) << name_len << "+" << arg_len;
     }
-}
-
-// Two rand() values added in a signed word, shifted as signed, reduced as
-// unsigned: the results fall in two bands, and both bands are reached.
-TEST(Rand, SeededFromTheNanosecondsOnly) {
-    testsupport::fake_clock::Scope fake;
-    Zev_Comm_SetPrintLev(4);
-    bool band[2] = {false, false};
-    for (long nsec : {0L, 1L, 2L, 3L, 7L, 999L, 123456789L, 999999999L}) {
-        int32_t r = -1, again = -2;
-        testsupport::fake_clock::set_monotonic(0, nsec);
-        const Lines lines = logged([&] { r = Zev_Comm_Rand(); });
-        testsupport::fake_clock::set_monotonic(5000, nsec);
-        (void)logged([&] { again = Zev_Comm_Rand(); });
-        EXPECT_EQ(r, again) << "the seconds do not count";
-        char msg[64];
-        snprintf(msg, sizeof msg, "DBG Zev_Comm_Rand :t=%lx, rand=%d\n", static_cast<unsigned long>(nsec), r);
-        EXPECT_EQ(lines, Lines{msg});
-        EXPECT_TRUE((r >= 0 && r <= 8388607) || (r >= 86578688 && r <= 94967295)) << r;
-        band[r > 8388607] = true;
-    }
-    EXPECT_TRUE(band[0] && band[1]);
 }
 
 TEST(IsNumber, OnlyTheTenDigitCodes) {
@@ -145,22 +103,16 @@ TEST(IsTaskRunning, SubstringOfTheFirst127BytesOfGrepsOutput) {
         tmp / "listing",
         "UID PID CMD\nroot 42 /usr/bin/camera_app\nroot 77 " + std::string(130, 'x') + " late_proc\n"));
     stubs.add("ps", "cat '" + tmp / "listing" + "'");
-    const struct {
-        std::string name;
-        int32_t want;
-        bool runs;
-    } cases[] = {
-        {"camera", 1, true},  // a part of a command line counts
-        {"recorder", 0, true},
-        {"late_proc", 0, true},            // further back than byte 127
-        {"", 1, true},                     // the empty text is in every text
-        {std::string(34, 'y'), 0, true},   // fits the command
-        {std::string(35, 'y'), 0, false},  // too long for the command: not run
-    };
-    for (const auto &c : cases) {
+    // A part of a line counts; a name behind byte 127 is not seen, a name too
+    // long for the command is not looked for.
+    const std::tuple<std::string, int32_t, bool> cases[] = {
+        // name, result, ps runs
+        {"camera", 1, true}, {"recorder", 0, true},           {"late_proc", 0, true},
+        {"", 1, true},       {std::string(34, 'y'), 0, true}, {std::string(35, 'y'), 0, false}};
+    for (const auto &[name, result, runs] : cases) {
         stubs.clear();
-        EXPECT_EQ(Zev_Comm_IsTaskRunning(c.name.c_str()), c.want) << c.name;
-        EXPECT_EQ(stubs.calls(), c.runs ? Lines{"ps -ef"} : Lines{}) << c.name;
+        EXPECT_EQ(Zev_Comm_IsTaskRunning(name.c_str()), result) << name;
+        EXPECT_EQ(stubs.calls(), runs ? Lines{"ps -ef"} : Lines{}) << name;
     }
     EXPECT_EQ(Zev_Comm_IsTaskRunning(nullptr), 0);
     stubs.add("ps", "exit 1");
