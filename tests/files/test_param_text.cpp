@@ -55,9 +55,9 @@ TEST(ParamText, FileReaders) {
     // the file, failure code of the text lookup (0: found), the value found
     const std::tuple<std::string, int, std::string> cases[] = {
         {"HW=1\\FW=42\\\n", 0, "42"},
-        {pad + "FW=7\\", 0, "7"},           // bytes 500..504: the last in the window
+        {pad + "......FW=7\\", 0, "7"},     // its backslash is byte 510, the last one read
         {pad + "..........FW=7\\", 1, ""},  // behind byte 511
-        {pad + ".....FW=123\\", 2, ""},     // the backslash is byte 511
+        {pad + ".....FW=123\\", 2, ""},     // its backslash is byte 511
         {"FW=\\", 4, ""},
     };
     for (const auto &[content, code, found] : cases) {
