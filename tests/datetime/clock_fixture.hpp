@@ -1,5 +1,4 @@
-// What the clock tests share: a fake clock started at kStart, the recording
-// settings fake, a stub hwclock first on PATH, and a calendar of their own.
+// The clock tests' fake clock, settings fake, stub hwclock and own calendar.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -19,8 +18,7 @@ using testsupport::logged;
 
 inline constexpr int64_t kStart = 1767225600;  // 2026-01-01 00:00:00
 
-// Seconds since the Epoch of a UTC date in 64 bits; days past a month's end
-// run on into the next month.
+// Seconds since the Epoch of a UTC date (64 bits; days run past a month's end).
 inline int64_t utc_seconds(int64_t y, int64_t m, int64_t d, int64_t hh = 0, int64_t mm = 0, int64_t ss = 0) {
     y -= m <= 2;
     const int64_t era = (y >= 0 ? y : y - 399) / 400, yoe = y - era * 400;

@@ -1,7 +1,5 @@
-// Recording stub commands first on PATH: each stub appends "NAME ARGS" to a
-// log in a private folder, then runs an optional shell body, so that the
-// machine's own hwclock, cp, chmod, dos2unix, ps ... are never reached. Also
-// the log capture that the tests of both folders share.
+// Recording stub commands first on PATH (each appends "NAME ARGS" to a log,
+// then runs an optional shell body), and the log capture both folders share.
 #pragma once
 
 #include <sys/stat.h>

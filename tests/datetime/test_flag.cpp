@@ -1,5 +1,4 @@
-// The time-set flag. It has no way back within a process, so every case runs
-// in a child of this program, whose own flag is never raised.
+// The time-set flag has no way back: each case runs in a child of this program.
 #include <sys/wait.h>
 #include <unistd.h>
 

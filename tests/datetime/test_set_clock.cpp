@@ -96,8 +96,7 @@ TEST_F(Clock, OffsetsTable) {
     }
 }
 
-// Days past the month's end carry over; a sum that a 32-bit time_t cannot
-// hold leaves the clock and the hardware clock as they were.
+// Days past a month's end carry over; a clock a time_t cannot hold is not set.
 TEST_F(Clock, NeverAWrappedClock) {
     const std::pair<hiSYSTEM_TM_S, int32_t> cases[] = {
         {rec(2026, 2, 30, 8), 0},           {rec(2024, 2, 30), 0},
@@ -148,9 +147,8 @@ TEST_F(Clock, ZoneChangeMovesTheClock) {
         EXPECT_EQ(sf::calls().at(1), "Set Camera.Menu.TimeZone " + std::string(new_zone)) << "stored first";
     }
     sf::reset();
-    EXPECT_EQ(logged([] { EXPECT_EQ(Zve_Comm_UpdateTimeZone(nullptr), -1); }),
-              Lines{"ERR Zve_Comm_UpdateTimeZone :pointer[pZone] is NULL\n"});
-    EXPECT_TRUE(sf::calls().empty());
+    EXPECT_EQ(Zve_Comm_UpdateTimeZone(nullptr), -1);
+    EXPECT_TRUE(sf::calls().empty()) << "nothing stored";
 }
 
 }  // namespace

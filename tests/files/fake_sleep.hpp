@@ -1,7 +1,5 @@
-// A recording usleep that takes the C library's place for libcomm too:
-// include this in one file of a program. It never sleeps; it records the
-// pause and runs the test's hook (given the pause's index), which may change
-// the world "meanwhile".
+// A usleep for one file of a test program, libcomm's too: it records the pause
+// and runs the test's hook (given the pause's index) instead of sleeping.
 #pragma once
 
 #include <unistd.h>

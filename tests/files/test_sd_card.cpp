@@ -77,6 +77,31 @@ TEST_F(SdCard, DevicePathFromOneOrTwoReads) {
     EXPECT_EQ(path[64], '#') << "nothing written behind 64 bytes";
 }
 
+// Waiting for a path: its tests, the pauses between them, a path that comes late.
+TEST_F(SdCard, WaitForAPath) {
+    testsupport::TempDir dir;
+    const std::string target = dir / "mnt";
+    // interval, time-out, the pause the path comes in (-1: never, -2: there at once), result, pauses
+    const std::tuple<int32_t, int32_t, int, int32_t, std::vector<unsigned>> cases[] = {
+        {300, 1000, 1, 1, {300000, 300000}},
+        {300, 1000, 2, 0, {300000, 300000, 300000}},  // the last is too late
+        {500, 400, -2, 0, {}},
+        {0, 1000, -2, 1, {}},
+        {-5, 1000, -1, 0, {}},
+        {2500, 5000, -1, 0, {1000000, 1000000, 500000, 1000000, 1000000, 500000}}};
+    for (const auto &[interval, timeout, appears, result, pauses] : cases) {
+        unlink(target.c_str());
+        ASSERT_TRUE(appears != -2 || write_file(target, ""));
+        fake_sleep::pauses.clear();
+        fake_sleep::on_pause = [&, appears = appears](size_t index, unsigned) {
+            if (static_cast<int>(index) == appears) write_file(target, "");
+        };
+        SCOPED_TRACE(testing::Message() << interval << " " << timeout);
+        EXPECT_EQ(Zev_Comm_Waitfor_Folder(target.c_str(), interval, timeout), result);
+        EXPECT_EQ(fake_sleep::pauses, pauses);
+    }
+}
+
 // The whole disk comes first; the start of a name will do; no number in
 // front of a name's middle, a line's start ("major") or two blanks ("name").
 TEST_F(SdCard, SizeFromTheBlocksColumn) {

@@ -42,9 +42,7 @@ TEST(Cmd, OneReadOnlyTheLastByteTerminated) {
         EXPECT_EQ(Zev_Comm_Cmd(cmd.c_str(), buf.data(), size), result) << cmd << " " << size;
         EXPECT_EQ(buf, bytes) << cmd << " " << size;
     }
-    char buf[4] = {'X', 'X', 'X', 'X'};
-    EXPECT_EQ(Zev_Comm_Cmd(nullptr, buf, sizeof buf), -1);
-    EXPECT_EQ(std::string(buf, 4), "XXXX");
+    EXPECT_EQ(Zev_Comm_Cmd(nullptr, nullptr, 4), -1);
     testsupport::TempDir tmp;
     EXPECT_EQ(Zev_Comm_Cmd(("printf ran > '" + tmp / "mark" + "'; printf x").c_str(), nullptr, 16), 0);
     EXPECT_EQ(read_file(tmp / "mark"), "ran") << "the command has ended before Zev_Comm_Cmd returns";

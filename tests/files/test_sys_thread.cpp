@@ -8,8 +8,7 @@
 
 namespace {
 
-// Hands back the stack size the thread really has, and the argument it got.
-void *report(void *arg) {
+void *report(void *arg) {  // the stack size the thread has, and its argument
     auto *seen = new std::pair<size_t, void *>(0, arg);
     pthread_attr_t attr;
     if (pthread_getattr_np(pthread_self(), &attr) == 0) {
