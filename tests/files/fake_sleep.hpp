@@ -1,16 +1,20 @@
-// A recording usleep for the test program: linking fake_sleep.cpp puts it in
-// place of the C library's for libcomm too. It never sleeps; it records the
-// pause and runs the test's hook, which may change the world "meanwhile".
+// A usleep for one file of a test program, libcomm's too: it records the pause
+// and runs the test's hook (given the pause's index) instead of sleeping.
 #pragma once
+
+#include <unistd.h>
 
 #include <functional>
 #include <vector>
 
-namespace testsupport::fake_sleep {
+namespace fake_sleep {
+inline std::vector<unsigned> pauses;  // microseconds, in order
+inline std::function<void(size_t, unsigned)> on_pause;
+}  // namespace fake_sleep
 
-void reset();  // no pauses recorded, no hook
-const std::vector<unsigned> &pauses();  // microseconds, in order
-// Called with the index of the pause (0 for the first) and its length.
-void on_pause(std::function<void(size_t index, unsigned usec)> hook);
-
-}  // namespace testsupport::fake_sleep
+extern "C" int usleep(useconds_t usec) {
+    fake_sleep::pauses.push_back(static_cast<unsigned>(usec));
+    if (fake_sleep::on_pause)
+        fake_sleep::on_pause(fake_sleep::pauses.size() - 1, static_cast<unsigned>(usec));
+    return 0;
+}

@@ -1,8 +1,6 @@
-# File chores, key=value texts and SD discovery. usleep and the FAT
-# attribute requests are answered inside the test programs.
-comm_add_test(test_file_chores SOURCES files/test_file_chores.cpp)
-comm_add_test(test_param_text SOURCES files/test_param_text.cpp)
-comm_add_test(test_wait_folder SOURCES files/test_wait_folder.cpp files/fake_sleep.cpp)
-comm_add_test(test_sd_card SOURCES files/test_sd_card.cpp files/fake_sleep.cpp BOARD)
-comm_add_test(test_file_shell SOURCES files/test_file_shell.cpp)
-comm_add_test(test_file_hide_node SOURCES files/test_file_hide_node.cpp support/ioctl_device.cpp ${CMAKE_SOURCE_DIR}/sim/board_devnode.cpp BOARD)
+# File chores, key=value texts and commands; SD discovery and the FAT
+# attribute requests on the testbed, usleep answered in the program.
+comm_add_test(test_files SOURCES files/test_file_chores.cpp files/test_param_text.cpp files/test_sys.cpp)
+comm_add_test(test_sys_thread SOURCES files/test_sys_thread.cpp LABELS threads)
+comm_add_test(test_sd_card SOURCES files/test_sd_card.cpp support/ioctl_device.cpp
+  ${CMAKE_SOURCE_DIR}/sim/board_devnode.cpp BOARD)
