@@ -2,6 +2,8 @@
 // SetStatus's order and channel limit, the results and log lines.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "../media/media_test.hpp"
 #include "comm_log.h"
 #include "comm_pwm.h"
@@ -21,106 +23,82 @@ protected:
         bed_ = std::make_unique<testsupport::Testbed>();
         Zev_Comm_SetPrintLev(5);
     }
-    // Empty attribute files, as the kernel makes them on export.
-    void clear(int ch) {
-        for (const char *a : {"period", "duty_cycle", "enable"}) ASSERT_TRUE(bed_->write(attr(ch, a), ""));
-    }
-    static std::string attr(int ch, const std::string &name) {
-        return kChip + "pwm" + std::to_string(ch) + "/" + name;
-    }
     std::unique_ptr<testsupport::Testbed> bed_;
 };
 
 TEST_F(Pwm, WritesTheirTextsAndRefuseNumbersThatDoNotFit) {
-    const auto range = [](const std::string &f, const char *what, int v) {
-        return Lines{"DBG Zev_Comm_PWM_" + f + " :" + what + "[" + std::to_string(v) + "] out of range\n"};
-    };
-    const struct {
-        const char *file;
-        int32_t (*call)();
-        int32_t result;
-        std::string text;  // exactly strlen bytes
-        Lines lines;
-    } cases[] = {
-        {"export", [] { return Zev_Comm_PWM_Init(0); }, 0, "0", {}},
-        {"export", [] { return Zev_Comm_PWM_Init(999); }, 0, "999", {}},
-        {"export", [] { return Zev_Comm_PWM_Init(-99); }, 0, "-99", {}},
-        {"unexport", [] { return Zev_Comm_PWM_Deinit(8); }, 0, "8", {}},
-        {"pwm2/period", [] { return Zev_Comm_PWM_Set_Frequency(2, 9999999); }, 0, "9999999", {}},
-        {"pwm2/duty_cycle", [] { return Zev_Comm_PWM_Set_DutyCycle(2, 0); }, 0, "0", {}},
-        {"pwm2/duty_cycle", [] { return Zev_Comm_PWM_Set_DutyCycle(2, -999999); }, 0, "-999999", {}},
-        {"pwm2/polarity", [] { return Zev_Comm_PWM_Set_Polarity(2, -5); }, 0, "inversed", {}},
-        {"pwm2/polarity", [] { return Zev_Comm_PWM_Set_Polarity(2, 0); }, 0, "normal", {}},
-        {"pwm2/enable", [] { return Zev_Comm_PWM_Start(2); }, 0, "1", {}},
-        {"pwm2/enable", [] { return Zev_Comm_PWM_Stop(2); }, 0, "0", {}},
-        {"export", [] { return Zev_Comm_PWM_Init(1000); }, -1, "", range("Init", "pwm", 1000)},
-        {"export", [] { return Zev_Comm_PWM_Init(-100); }, -1, "", range("Init", "pwm", -100)},
-        {"unexport", [] { return Zev_Comm_PWM_Deinit(1000); }, -1, "", range("Deinit", "pwm", 1000)},
+    // The file, the call, its result, the file's text afterwards (exactly
+    // strlen bytes) and the log line.
+    const std::string range = " out of range\n";
+    const std::tuple<const char *, int32_t (*)(), int32_t, std::string, std::string> cases[] = {
+        {"export", [] { return Zev_Comm_PWM_Init(999); }, 0, "999", ""},
+        {"export", [] { return Zev_Comm_PWM_Init(-99); }, 0, "-99", ""},
+        {"unexport", [] { return Zev_Comm_PWM_Deinit(8); }, 0, "8", ""},
+        {"pwm2/period", [] { return Zev_Comm_PWM_Set_Frequency(2, 9999999); }, 0, "9999999", ""},
+        {"pwm2/duty_cycle", [] { return Zev_Comm_PWM_Set_DutyCycle(2, -999999); }, 0, "-999999", ""},
+        {"pwm2/polarity", [] { return Zev_Comm_PWM_Set_Polarity(2, -5); }, 0, "inversed", ""},
+        {"pwm2/polarity", [] { return Zev_Comm_PWM_Set_Polarity(2, 0); }, 0, "normal", ""},
+        {"pwm2/enable", [] { return Zev_Comm_PWM_Start(2); }, 0, "1", ""},
+        {"pwm2/enable", [] { return Zev_Comm_PWM_Stop(2); }, 0, "0", ""},
+        {"export", [] { return Zev_Comm_PWM_Init(1000); }, -1, "", "Init :pwm[1000]" + range},
+        {"export", [] { return Zev_Comm_PWM_Init(-100); }, -1, "", "Init :pwm[-100]" + range},
+        {"unexport", [] { return Zev_Comm_PWM_Deinit(1000); }, -1, "", "Deinit :pwm[1000]" + range},
         {"pwm2/period", [] { return Zev_Comm_PWM_Set_Frequency(2, 10000000); }, -1, "",
-         range("Set_Frequency", "value", 10000000)},
+         "Set_Frequency :value[10000000]" + range},
         {"pwm2/duty_cycle", [] { return Zev_Comm_PWM_Set_DutyCycle(2, -1000000); }, -1, "",
-         range("Set_DutyCycle", "value", -1000000)},
+         "Set_DutyCycle :value[-1000000]" + range},
     };
-    for (const auto &c : cases) {
-        ASSERT_TRUE(bed_->write(kChip + c.file, ""));
-        EXPECT_EQ(logged(c.call), std::make_pair(c.result, c.lines)) << c.file << " " << c.text;
-        EXPECT_EQ(bed_->read(kChip + c.file), c.text) << c.file;
+    for (const auto &[file, call, result, text, line] : cases) {
+        ASSERT_TRUE(bed_->write(kChip + file, ""));
+        const Lines lines = line.empty() ? Lines{} : Lines{"DBG Zev_Comm_PWM_" + line};
+        EXPECT_EQ(logged(call), std::make_pair(result, lines)) << file << " " << text;
+        EXPECT_EQ(bed_->read(kChip + file), text) << file;
     }
-    // Without the controller every operation fails, logged under its own name.
+    // Without the controller every operation fails, logged under its own name
+    // (SetStatus below shows the others).
     ASSERT_TRUE(bed_->remove(kChip));
-    const std::string fail = " :fail to export pwm[4]\n";
     EXPECT_EQ(logged([] { return Zev_Comm_PWM_Init(4); }),
-              std::make_pair(-1, Lines{"INF Zev_Comm_PWM_Init" + fail}));
+              std::make_pair(-1, Lines{"INF Zev_Comm_PWM_Init :fail to export pwm[4]\n"}));
     EXPECT_EQ(logged([] { return Zev_Comm_PWM_Deinit(4); }),
               std::make_pair(-1, Lines{"INF Zev_Comm_PWM_Deinit :no export gpio[4]\n"}));
-    EXPECT_EQ(logged([] { return Zev_Comm_PWM_Set_Polarity(4, 0); }),
-              std::make_pair(-1, Lines{"INF Zev_Comm_PWM_Set_Polarity" + fail}));
 }
 
 TEST_F(Pwm, DutyCycleReadsBack) {
-    const struct {
-        std::string text;
-        int32_t value;
-    } cases[] = {
+    const std::pair<std::string, int32_t> cases[] = {
         {"500000\n", 500000},
-        {"0\n", 0},
         {"", 0},
         {"abc\n", 0},
         {"-3", -3},
         {"0000000000000000001234\n", 1},  // only 19 characters are read
         {"0000000000000000012\n", 12},
     };
-    for (const auto &c : cases) {
-        ASSERT_TRUE(bed_->write(attr(5, "duty_cycle"), c.text));
-        EXPECT_EQ(Zev_Comm_PWM_Get_DutyCycle(5), c.value) << c.text;
+    for (const auto &[text, value] : cases) {
+        ASSERT_TRUE(bed_->write(kChip + "pwm5/duty_cycle", text));
+        EXPECT_EQ(Zev_Comm_PWM_Get_DutyCycle(5), value) << text;
     }
     // An unexported channel reads as 0, silently.
     EXPECT_EQ(logged([] { return Zev_Comm_PWM_Get_DutyCycle(6); }), std::make_pair(0, Lines{}));
 }
 
 TEST_F(Pwm, SetStatusSwitchesOnInOrderAndOffWithinTheLimit) {
-    const struct {
-        int ch;
-        uint8_t enable;
-        int32_t result;
-        std::string enable_text, period, duty;
-        Lines lines;
-    } cases[] = {
-        {8, 1, 0, "1", "40000", "10000", {}},
-        {12, 1, 0, "1", "40000", "10000", {}},
-        {7, 0, 0, "0", "", "", {}},
-        {-1, 0, 0, "0", "", "", {}},  // the limit compares signed
-        {8, 0, -1, "", "", "", {"INF Zev_Comm_PWM_SetStatus :The pwm number is big than the max value!\n"}},
+    // Channel, enable, result, then enable, period and duty_cycle afterwards.
+    const std::tuple<int, uint8_t, int32_t, std::string, std::string, std::string> cases[] = {
+        {8, 1, 0, "1", "40000", "10000"}, {12, 1, 0, "1", "40000", "10000"},
+        {7, 0, 0, "0", "", ""},           {-1, 0, 0, "0", "", ""},  // the limit compares signed
+        {8, 0, -1, "", "", ""},
     };
-    for (const auto &c : cases) {
-        clear(c.ch);
-        PWM_STATUS_S status = {12345, 10000, 40000, c.enable};
-        EXPECT_EQ(logged([&] { return Zev_Comm_PWM_SetStatus(c.ch, &status); }),
-                  std::make_pair(c.result, c.lines))
-            << c.ch;
-        EXPECT_EQ(bed_->read(attr(c.ch, "enable")), c.enable_text) << c.ch;
-        EXPECT_EQ(bed_->read(attr(c.ch, "period")), c.period) << c.ch;
-        EXPECT_EQ(bed_->read(attr(c.ch, "duty_cycle")), c.duty) << c.ch;
+    for (const auto &[ch, enable, result, on, period, duty] : cases) {
+        const std::string dir = kChip + "pwm" + std::to_string(ch) + "/";
+        for (const char *a : {"period", "duty_cycle", "enable"}) ASSERT_TRUE(bed_->write(dir + a, ""));
+        PWM_STATUS_S status = {12345, 10000, 40000, enable};
+        const Lines lines = {"INF Zev_Comm_PWM_SetStatus :The pwm number is big than the max value!\n"};
+        EXPECT_EQ(logged([&, c = ch] { return Zev_Comm_PWM_SetStatus(c, &status); }),
+                  std::make_pair(result, result == 0 ? Lines{} : lines))
+            << ch;
+        EXPECT_EQ(std::make_tuple(bed_->read(dir + "enable"), bed_->read(dir + "period"),
+                                  bed_->read(dir + "duty_cycle")),
+                  std::make_tuple(on, period, duty))
+            << ch;
     }
     // No channel folder: each step logs under its own name, in call order,
     // and the result stays 0.

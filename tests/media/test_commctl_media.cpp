@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
 #include "../sim/run.hpp"
 #include "media_test.hpp"
@@ -14,25 +15,20 @@ namespace {
 
 TEST(CommctlMedia, CommandsOnTheSimulatedBoard) {
     testsupport::TempDir state;
-    const auto put = [&](const char *name, const std::string &content) {
+    for (const auto &[name, content] : {std::pair{"in.mp3", testsupport::silent_frames(7, false)},
+                                        {"junk.mp3", "no frames in here"s},
+                                        {"feed.bin", "\x01\x02\xFFhello\x00"s + "0123456789"},
+                                        {"settings.conf", "Camera.Menu.VideoRes=1920x1080P30\n"s}})
         ASSERT_TRUE(testsupport::write_file(state / name, content));
-    };
-    put("in.mp3", testsupport::silent_frames(7, false));
-    put("junk.mp3", "no frames in here");
-    put("feed.bin", "\x01\x02\xFFhello\x00"s + "0123456789");
-    put("settings.conf", "Camera.Menu.VideoRes=1920x1080P30\n");
     const std::string pwm = "board/sys/class/pwm/pwmchip0/pwm3/";
     // 7 silent mono frames at 48 kHz: 16128 bytes of zeros behind the header.
     const std::string wav =
         "RIFF\x24\x3F\0\0WAVEfmt \x10\0\0\0\x01\0\x01\0\x80\xBB\0\0\0\x77\x01\0\x02\0\x10\0"
         "data\0\x3F\0\0"s +
         std::string(16128, '\0');
-    const struct {
-        std::string option;   // for the board
-        std::string command;  // for sh, in the state folder, with commctl as $C
-        int status;
-        std::string out, file, content;  // stdout, and a state file afterwards
-    } cases[] = {
+    // A board option; the command for sh in the state folder, commctl as $C;
+    // the status, stdout, and a state file's content afterwards.
+    const std::tuple<std::string, std::string, int, std::string, std::string, std::string> cases[] = {
         {"", "$C mp3 in.mp3 o.wav", 0, "o.wav: 16128 bytes of PCM, 48000 Hz, 1 channel(s), 0.17 s\n", "o.wav",
          wav},
         {"", "$C mp3 junk.mp3 x.wav", 1, "", "x.wav", ""},
@@ -59,18 +55,18 @@ TEST(CommctlMedia, CommandsOnTheSimulatedBoard) {
         {"--uart-script=printf abc", "$C uart recv \"$BOARDSIM_UART\" 115200 5 1500", 1, "0000: 61 62 63\n",
          "", ""},
     };
-    for (const auto &c : cases) {
+    for (const auto &[option, command, status, out, file, content] : cases) {
         std::vector<std::string> argv = {BOARDSIM_EXE, "--state", state.path()};
-        if (!c.option.empty()) argv.push_back(c.option);
-        for (const std::string &a : {"--"s, "sh"s, "-c"s, "cd \"$1\" && C=\"$0 --level 0\" && " + c.command,
+        if (!option.empty()) argv.push_back(option);
+        for (const std::string &a : {"--"s, "sh"s, "-c"s, "cd \"$1\" && C=\"$0 --level 0\" && " + command,
                                      COMMCTL_EXE ""s, state.path()})
             argv.push_back(a);
         const testsupport::RunResult r = testsupport::run(argv, {"ZEV_SETTINGS_FILE="});
-        EXPECT_EQ(r.status, c.status) << c.command << ": " << r.err;
-        EXPECT_EQ(r.out, c.out) << c.command;
+        EXPECT_EQ(r.status, status) << command << ": " << r.err;
+        EXPECT_EQ(r.out, out) << command;
         const auto lines = std::count(r.err.begin(), r.err.end(), '\n');
-        EXPECT_TRUE(c.status == 0 ? r.err.empty() : lines == 1 && r.err.rfind("commctl: ", 0) == 0) << r.err;
-        EXPECT_EQ(c.file.empty() ? "" : testsupport::read_file(state / c.file), c.content) << c.command;
+        EXPECT_TRUE(status == 0 ? r.err.empty() : lines == 1 && r.err.rfind("commctl: ", 0) == 0) << r.err;
+        EXPECT_EQ(file.empty() ? "" : testsupport::read_file(state / file), content) << command;
     }
 }
 

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <functional>
 #include <thread>
 #include <tuple>
 
@@ -21,11 +20,10 @@ using testsupport::logged;
 namespace fake = testsupport::settings_fake;
 
 // usleep as the library calls it: counted, and in the fake mode it returns at
-// once after a hook that gets the call's number.
+// once, after naming slot 0 "new" when the call's number is g_name_at.
 namespace {
-std::atomic<int> g_sleeps{0};
+std::atomic<int> g_sleeps{0}, g_name_at{-1};
 std::atomic<bool> g_fake_sleep{false};
-std::function<void(int)> g_on_sleep;
 }  // namespace
 
 extern "C" int usleep(useconds_t us) {
@@ -33,7 +31,7 @@ extern "C" int usleep(useconds_t us) {
     const int n = g_sleeps++;
     if (!g_fake_sleep) return real(us);
     EXPECT_EQ(us, 100000u);
-    if (g_on_sleep) g_on_sleep(n);
+    if (n == g_name_at) SetCaptureFileName("new", 0);
     return 0;
 }
 
@@ -98,15 +96,14 @@ protected:
         g_sleeps = 0;
         g_fake_sleep = true;
     }
-    void TearDown() override { g_fake_sleep = false, g_on_sleep = nullptr; }
+    void TearDown() override { g_fake_sleep = false, g_name_at = -1; }
     std::string wait(int32_t ms) { return WaitforCaptureComplate(ms); }
 };
 
 TEST_F(CaptureSlots, PollCountsAndLines) {
     const std::string timeout = "WAR WaitforCaptureComplate :timeout!\n",
                       got = "DBG WaitforCaptureComplate :got ";
-    // The name before the wait, time-out, the usleep call after which "new"
-    // arrives (-1 never), usleep calls, result, line.
+    // The name before, time-out, g_name_at, usleep calls, result, line.
     const std::tuple<const char *, int32_t, int, int, std::string, std::string> cases[] = {
         {nullptr, 99, 0, 0, "", timeout},
         {nullptr, 0, 0, 0, "", timeout},
@@ -122,9 +119,7 @@ TEST_F(CaptureSlots, PollCountsAndLines) {
     for (const auto &[before, ms, name_at, sleeps, result, line] : cases) {
         SetCaptureFileName(before, 0);
         g_sleeps = 0;
-        g_on_sleep = [at = name_at](int n) {
-            if (n == at) SetCaptureFileName("new", 0);
-        };
+        g_name_at = name_at;
         EXPECT_EQ(logged([&, t = ms] { return wait(t); }), std::make_pair(result, Lines{line})) << ms;
         EXPECT_EQ(g_sleeps, sleeps) << ms;
     }
