@@ -1,5 +1,4 @@
-// Helpers of the media and serial/PWM tests: a call's result with its log
-// lines, and silent MP3 frames built byte by byte.
+// Helpers of the media, serial and PWM tests.
 #pragma once
 
 #include <string>
@@ -21,8 +20,7 @@ auto logged(Fn &&fn) {
     return std::make_pair(r, lines);
 }
 
-// MPEG-1 Layer III frames at 128 kbit/s and 48 kHz (384 bytes, 1152 samples
-// per channel) with all-zero side information and main data: silence.
+// Silent MPEG-1 Layer III frames of 384 bytes, 1152 samples, 128 kbit/s, 48 kHz.
 inline std::string silent_frames(size_t n, bool stereo) {
     std::string f = "\xFF\xFB\x94" + std::string(1, stereo ? '\0' : '\xC0') + std::string(380, '\0'), s;
     for (size_t i = 0; i < n; ++i) s += f;

@@ -1,6 +1,6 @@
 // Media services on files made in the test: MP3 decoding of hand-built
 // silent frames and of a tone encoded with lame, MP4 header blocks built byte
-// by byte, the capture name slots with a waiting thread, the video parameters.
+// by byte, the capture name slots with a waiting thread.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -18,13 +18,11 @@
 #include "comm_mp3.h"
 #include "comm_record.h"
 #include "media_test.hpp"
-#include "settings_fake.hpp"
 #include "tempdir.hpp"
 
 using testsupport::Lines;
 using testsupport::logged;
 using testsupport::silent_frames;
-namespace fake = testsupport::settings_fake;
 
 // usleep as the library calls it: counted, and in the fake mode it returns at
 // once, after naming slot 0 "new" when the call's number is g_name_at.
@@ -73,12 +71,13 @@ TEST_F(Mp3, FailuresGiveZero) {
     ASSERT_TRUE(testsupport::write_file(empty, "") && mkdir(folder.c_str(), 0700) == 0);
     const Lines warn = {"WAR Zev_Mp3Decode :mp3decoder_init error!\n"};
     char buf[16];
-    const std::tuple<const char *, void *, int32_t, Lines> cases[] = {
-        {"/nonexistent/x.mp3", buf, 16, warn}, {empty.c_str(), buf, 16, warn},
-        {folder.c_str(), buf, 16, warn},       {nullptr, buf, 16, {}},
-        {good.c_str(), nullptr, 16, {}},       {good.c_str(), buf, 0, {}},
-        {good.c_str(), buf, -1, {}},
-    };
+    const std::tuple<const char *, void *, int32_t, Lines> cases[] = {{"/nonexistent/x.mp3", buf, 16, warn},
+                                                                      {empty.c_str(), buf, 16, warn},
+                                                                      {folder.c_str(), buf, 16, warn},
+                                                                      {nullptr, buf, 16, {}},
+                                                                      {good.c_str(), nullptr, 16, {}},
+                                                                      {good.c_str(), buf, 0, {}},
+                                                                      {good.c_str(), buf, -1, {}}};
     for (const auto &[path, out, capacity, lines] : cases)
         EXPECT_EQ(logged([&, p = path, o = out, c = capacity] { return Zev_Mp3Decode(p, o, c); }),
                   std::make_pair(0, lines))
@@ -97,11 +96,8 @@ TEST_F(Mp3, ExactByteCountsCutsAndGarbage) {
         {silent_frames(1, false), big, kMono, mono},
         {silent_frames(10, true), big, 20 * kMono, "DBG Zev_Mp3Decode :samprate:48000, channels:2\n"},
         {silent_frames(300, false), big, 300 * kMono, mono},
-        {ten, 1, 1, mono},
         {ten, kMono - 1, kMono - 1, mono},
-        {ten, kMono, kMono, mono},
         {ten, kMono + 1, kMono + 1, mono},
-        {ten, 10 * kMono - 1, 10 * kMono - 1, mono},
         {ten, 10 * kMono, 10 * kMono, mono},
         {ten, 10 * kMono + 1, 10 * kMono, mono},
         {twelve + "TAG trailing bytes, not a frame", big, 11 * kMono, mono},
@@ -112,31 +108,31 @@ TEST_F(Mp3, ExactByteCountsCutsAndGarbage) {
         {"this is not an mp3 file at all\n", big, 0, none},
         {std::string(5000, '\0'), big, 0, none},
         {"\xFF\xFB", big, 0, none},
-        {std::string("\xFF\xFB\x94\xC0", 4), big, 0, none},  // a lone header
+        {std::string("\xFF\xFB\x94\xC0", 4), big, 0, none}  // a lone header
     };
     for (const auto &[content, capacity, bytes, line] : cases) {
         const std::string what = std::to_string(content.size()) + "/" + std::to_string(capacity);
         EXPECT_EQ(decode(file(content), capacity), std::make_pair(bytes, Lines{line})) << what;
         EXPECT_EQ(std::count(out_.begin(), out_.begin() + bytes, 0), bytes) << what << ": silence";
     }
-    // The cut leaves the file closed and unmapped: many calls in a row work.
-    for (int i = 0; i < 200; ++i) ASSERT_EQ(decode(file(ten), 3).first, 3);
+    for (int i = 0; i < 200; ++i)
+        ASSERT_EQ(decode(file(ten), 3).first, 3);  // closed and unmapped after a cut
 }
 
 // A 440 Hz tone through lame and back: every frame is decoded, and after the
 // encoder's delay the samples follow the source closely.
 TEST_F(Mp3, ALameToneComesBackClosely) {
     if (COMM_LAME[0] == '\0') GTEST_SKIP() << "lame not found at configure time";
-    std::vector<int16_t> tone(44100);  // one second
-    for (size_t i = 0; i < tone.size(); ++i)
-        tone[i] = int16_t(std::lround(12000 * std::sin(2 * M_PI * 440 * i / 44100.)));
-    ASSERT_TRUE(testsupport::write_file(dir_ / "tone.raw",
-                                        std::string(reinterpret_cast<char *>(tone.data()), 88200)));
-    const std::string mp3 = dir_ / "tone.mp3",
-                      cmd = std::string(COMM_LAME) +
-                            " --quiet -r -s 44.1 --bitwidth 16 --signed --little-endian"
-                            " -m m -b 128 -t " +
-                            (dir_ / "tone.raw") + " " + mp3;
+    std::string tone;  // one second of 16-bit samples
+    for (int i = 0; i < 44100; ++i) {
+        const auto v = int16_t(std::lround(12000 * std::sin(2 * M_PI * 440 * i / 44100.)));
+        tone.append(reinterpret_cast<const char *>(&v), 2);
+    }
+    const std::string raw = dir_ / "tone.raw", mp3 = dir_ / "tone.mp3";
+    ASSERT_TRUE(testsupport::write_file(raw, tone));
+    const std::string cmd = std::string(COMM_LAME) +
+                            " --quiet -r -s 44.1 --bitwidth 16 --signed --little-endian -m m -b 128 -t " +
+                            raw + " " + mp3;
     ASSERT_EQ(std::system(cmd.c_str()), 0) << cmd;
     // Count the frames header to header: 128 kbit/s mono at 44.1 kHz, 417
     // bytes and one of padding when its bit is set.
@@ -194,25 +190,22 @@ TEST(Mp4Probe, HeaderBlocks) {
         {"a", mp4("mvhd", 0x01020304, 0xFFFFFFFE, 0x80000000), 0600, 0, 0x01020304, 0xFFFFFFFE, 0x80000000},
         {"a", block, 0600, 0, 7, 8, 9},  // exactly 4148 bytes
         {"a", block.substr(0, 4147), 0600, -6, u, u, u},
-        {"a", std::string(100, 'x'), 0600, -6, u, u, u},
         {"a", "", 0600, -6, u, u, u},
         {"a", mp4("trak", 1, 2, 3), 0600, -7, n, n, n},
         {"a", mp4("MVHD", 1, 2, 3), 0600, -7, n, n, n},
         {"missing", "", 0, -4, u, u, u},
         {"", "", 0, -4, u, u, u},
-        {"read-only", mp4("mvhd", 1, 2, 3), 0400, -4, u, u, u},
-    };
+        {"read-only", mp4("mvhd", 1, 2, 3), 0400, -4, u, u, u}};
     for (const auto &[name, content, mode, result, d0, f0, f1] : cases) {
         if (mode == 0400 && geteuid() == 0) continue;  // root opens it anyway
         const std::string path = name.empty() ? dir.path() : dir / name;
         ASSERT_TRUE(mode == 0 || (testsupport::write_file(path, content) && chmod(path.c_str(), mode) == 0));
         uint32_t w[3] = {kUnset, kUnset, kUnset};
-        const auto got =
-            logged([&] { return Zev_Comm_GetFileDurationMsAndFps(path.c_str(), w, w + 1, w + 2); });
         const std::string ret = "VER Zev_Comm_GetFileDurationMsAndFps :[" + path + "] ret = ";
-        EXPECT_EQ(got, std::make_pair(result, result == -6 || result == -4
-                                                  ? Lines{ret + std::to_string(result) + "\n"}
-                                                  : Lines{}))
+        const Lines lines =
+            result == -6 || result == -4 ? Lines{ret + std::to_string(result) + "\n"} : Lines{};
+        EXPECT_EQ(logged([&] { return Zev_Comm_GetFileDurationMsAndFps(path.c_str(), w, w + 1, w + 2); }),
+                  std::make_pair(result, lines))
             << name << content.size();
         EXPECT_EQ(std::make_tuple(w[0], w[1], w[2]), std::make_tuple(d0, f0, f1)) << name << content.size();
     }
@@ -237,42 +230,25 @@ protected:
 TEST_F(CaptureSlots, PollCountsAndLines) {
     const std::string timeout = "WAR WaitforCaptureComplate :timeout!\n",
                       got = "DBG WaitforCaptureComplate :got ";
-    // The name before, time-out, g_name_at, usleep calls, result, line.
-    const std::tuple<const char *, int32_t, int, int, std::string, std::string> cases[] = {
-        {nullptr, 99, 0, 0, "", timeout},
-        {nullptr, 0, 0, 0, "", timeout},
-        {nullptr, -500, 0, 0, "", timeout},
+    // The name before ("-" none), time-out, g_name_at, usleep calls, result, line.
+    const std::string kLong = "A" + std::string(299, 'n');
+    const std::tuple<std::string, int32_t, int, int, std::string, std::string> cases[] = {
+        {"-", 99, 0, 0, "", timeout},
         {"old", 99, -1, 0, "old", timeout},  // 99 does not even look
-        {nullptr, 100, -1, 1, "", timeout},
-        {nullptr, 250, -1, 2, "", timeout},
-        {"old", 1000, -1, 1, "old", got + "old (0/10)\n"},
-        {nullptr, 1000, 0, 1, "new", got + "new (0/10)\n"},
-        {nullptr, 1000, 3, 4, "new", got + "new (3/10)\n"},
-        {nullptr, 1099, 9, 10, "new", got + "new (9/10)\n"},
-    };
+        {"-", 100, -1, 1, "", timeout},
+        {"-", 250, -1, 2, "", timeout},
+        {kLong, 1000, -1, 1, kLong.substr(0, 71),
+         got + kLong.substr(0, 71) + " (0/10)\n"},          // cut to the slot
+        {"old", 1000, -1, 1, "old", got + "old (0/10)\n"},  // nothing of the longer name behind
+        {"-", 1000, 0, 1, "new", got + "new (0/10)\n"},
+        {"-", 1000, 3, 4, "new", got + "new (3/10)\n"},
+        {"-", 1099, 9, 10, "new", got + "new (9/10)\n"}};
     for (const auto &[before, ms, name_at, sleeps, result, line] : cases) {
-        SetCaptureFileName(before, 0);
+        SetCaptureFileName(before == "-" ? nullptr : before.c_str(), 0);
         g_sleeps = 0;
         g_name_at = name_at;
         EXPECT_EQ(logged([&, t = ms] { return wait(t); }), std::make_pair(result, Lines{line})) << ms;
         EXPECT_EQ(g_sleeps, sleeps) << ms;
-    }
-}
-
-TEST_F(CaptureSlots, SlotsNamesAndTheirLength) {
-    for (const int slot : {1, 2, 3, -1}) SetCaptureFileName("other", slot);
-    SetCaptureFileName(nullptr, 3);
-    EXPECT_EQ(wait(300), "");  // slot 0 stayed empty
-    EXPECT_EQ(g_sleeps, 3);
-    SetCaptureFileName("zero", 0);
-    SetCaptureFileName(nullptr, 1);  // clearing another slot leaves 0 alone
-    EXPECT_EQ(wait(100), "zero");
-    for (const auto &[length, kept] : {std::pair<size_t, size_t>{1, 1}, {71, 71}, {72, 71}, {300, 71}}) {
-        const std::string name = "A" + std::string(length - 1, 'n');
-        SetCaptureFileName(name.c_str(), 0);
-        EXPECT_EQ(wait(100), name.substr(0, kept)) << length;
-        SetCaptureFileName("b", 0);  // nothing of the longer name stays behind
-        EXPECT_EQ(wait(100), "b");
     }
 }
 
@@ -290,20 +266,6 @@ TEST_F(CaptureSlots, AnotherThreadHandsOverTheName) {
     SetCaptureFileName("/mnt/sd/DCIM/IMG_0001.JPG", 0);
     waiter.join();
     EXPECT_EQ(got, "/mnt/sd/DCIM/IMG_0001.JPG");
-}
-
-TEST(VideoParameters, HeightFromTheSettingAndTheFixedRate) {
-    const std::pair<const char *, int32_t> cases[] = {{nullptr, 0},           {"", 0},
-                                                      {"2560x1440P30", 1296}, {"1920x1080P30", 1080},
-                                                      {"1280x720P30", 1296},  {"1920x1080P30 ", 1296},
-                                                      {"1920x1080p30", 1296}, {"1920x1080P60", 1296}};
-    for (const auto &[value, height] : cases) {
-        fake::reset();
-        if (value != nullptr) fake::set_value("Camera.Menu.VideoRes", value);
-        EXPECT_EQ(Zev_Comm_GetVideoHight(), height) << (value ? value : "(none)");
-        EXPECT_EQ(fake::calls(), Lines{"Get Camera.Menu.VideoRes 64"});
-        EXPECT_EQ(Zev_Comm_GetVideoFps(), 30000);
-    }
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 find_program(COMM_LAME_EXECUTABLE lame)
-comm_add_test(test_media SOURCES media/test_media.cpp FAKE_SETTINGS LABELS threads)
+comm_add_test(test_media SOURCES media/test_media.cpp LABELS threads)
 target_compile_definitions(test_media PRIVATE COMM_LAME="$<$<BOOL:${COMM_LAME_EXECUTABLE}>:${COMM_LAME_EXECUTABLE}>")
 if(COMM_BUILD_TOOLS)
   comm_add_test(test_commctl_media SOURCES media/test_commctl_media.cpp sim/run.cpp BOARD)
