@@ -45,6 +45,7 @@ protected:
         master_ = posix_openpt(O_RDWR | O_NOCTTY);
         ASSERT_TRUE(master_ >= 0 && grantpt(master_) == 0 && unlockpt(master_) == 0);
         ASSERT_EQ(ZEV_UART_Init(ptsname(master_), &fd_), 0);
+        ASSERT_EQ(set({7, 1, 0, 0}), 0);  // raw: bytes pass unchanged and at once
     }
     void TearDown() override {
         ZEV_UART_DeInit(fd_);
@@ -68,7 +69,6 @@ protected:
         return std::string(buf, n > 0 ? size_t(n) : 0);
     }
     int set(UART_ATTR_S a) { return ZEV_UART_SetAttr(fd_, &a); }
-    void raw() { ASSERT_EQ(set({7, 1, 0, 0}), 0); }  // bytes pass unchanged and at once
     int master_ = -1;
     int32_t fd_ = -1;
 };
@@ -85,8 +85,7 @@ TEST_F(Uart, InitOpensNonBlockingAndEverySpeedSetsBothDirections) {
 }
 
 TEST_F(Uart, BadSettingsKeepWhatTheyMust) {
-    // A bad speed changes nothing. Bad framing comes after the new speed and
-    // the flush of stage one, and keeps the old framing.
+    // A bad speed changes nothing; bad framing keeps the old framing after stage one.
     const std::string speed = "no this bitrate\n";
     for (const auto &[attr, line] : {std::pair<UART_ATTR_S, std::string>{{8, 0, 1, 1}, speed},
                                      {{7, 2, 0, 0}, "Unsupported data size\n"},
@@ -122,11 +121,9 @@ TEST_F(Uart, FramingSelectorsAndTheFlagsThatAreCleared) {
     // Data, stop and parity selectors; the port's framing bits, those asked for.
     const std::tuple<uint32_t, uint32_t, uint32_t, tcflag_t, tcflag_t> cases[] = {
         {0, 0, 0, CS8 | PARENB | PARODD | CSTOPB, CS7 | PARODD},  // none clears PARENB only
-        {1, 0, 0, CS7, CS8},
         {1, 0, 1, CS8 | CSTOPB, CS8 | PARENB | PARODD},
         {0, 0, 2, CS8 | PARODD | CSTOPB, CS7 | PARENB},
         {1, 0, 3, CS8 | PARENB | CSTOPB, CS8},
-        {0, 1, 3, CS8 | PARENB, CS7 | CSTOPB},
         {1, 1, 3, CS8 | PARENB | PARODD, CS8 | PARODD | CSTOPB}};
     for (const auto &[data, stop, parity, before, after] : cases) {
         struct termios start = t;
@@ -163,7 +160,6 @@ TEST(UartFailures, OpenAndArguments) {
 }
 
 TEST_F(Uart, ReceivesPiecesInOrderAndStopsAtTheCount) {
-    raw();
     std::thread feeder([this] {
         for (const char *piece : {"ab", "cde", "f", "ghij", "KLMN"}) {
             std::this_thread::sleep_for(std::chrono::milliseconds(15));
@@ -181,7 +177,6 @@ TEST_F(Uart, ReceivesPiecesInOrderAndStopsAtTheCount) {
 }
 
 TEST_F(Uart, TimeOutsKeepWhatArrived) {
-    raw();
     const std::tuple<std::string, uint32_t, uint32_t, int> cases[] = {
         {"123456", 10, 150, -1}, {"", 4, 0, -1},   {"wxyz", 4, 0, 0},  // 0: one look
         {"q", 0, 150, 0},        {"", 0, 100, -1}, {"0123456789", 10, 1500, 0}, {"b", 1, 4294967295u, 0}};
@@ -198,9 +193,7 @@ TEST_F(Uart, TimeOutsKeepWhatArrived) {
 }
 
 TEST_F(Uart, TheTimeOutIsOneBudgetForTheWholeCall) {
-    raw();
-    // A byte every 60 ms keeps every single wait short; the whole call still
-    // ends when its 300 ms are used up, long before all 40 bytes could come.
+    // A byte every 60 ms: the call ends after its 300 ms, long before 40 bytes come.
     std::atomic<bool> stop{false};
     std::thread feeder([&] {
         for (; !stop; std::this_thread::sleep_for(std::chrono::milliseconds(60))) send("x");
@@ -213,23 +206,15 @@ TEST_F(Uart, TheTimeOutIsOneBudgetForTheWholeCall) {
     feeder.join();
 }
 
-TEST_F(Uart, LinesThatWakeSelectWithoutDataStillEnd) {
-    raw();
-    close(master_);  // hung up: the slave wakes select at once, reads bring nothing
+TEST_F(Uart, AHungUpLineWakesSelectWithoutDataAndStillEnds) {
+    close(master_);
     master_ = -1;
     uint8_t buf[8];
-    const std::string error = "DBG ZEV_UART_RecvRawData :uartMSG read error ret= -1 \n";
     const auto start = std::chrono::steady_clock::now();
-    for (const bool closed : {false, true}) {
-        const auto [r, lines] = logged([&] {
-            int fd = fd_;
-            if (closed) close(fd = dup(fd_));  // a number in the table, closed: select and read fail
-            return ZEV_UART_RecvRawData(fd, buf, sizeof buf, 200);
-        });
-        EXPECT_EQ(r, -1);
-        EXPECT_EQ(lines, Lines(closed ? std::max<size_t>(lines.size(), 1) : lines.size(), error)) << closed;
-    }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(40));  // loose: it does not spin
+    const auto [r, lines] = logged([&] { return ZEV_UART_RecvRawData(fd_, buf, sizeof buf, 200); });
+    EXPECT_EQ(r, -1);
+    EXPECT_EQ(lines, Lines(lines.size(), "DBG ZEV_UART_RecvRawData :uartMSG read error ret= -1 \n"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));  // loose: it does not spin
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace testsupport {
 
 using Lines = std::vector<std::string>;
 
-// Runs fn with stdout captured: its result and the "TAG func :msg" lines.
+// fn's result and the "TAG func :msg" lines it printed.
 template <typename Fn>
 auto logged(Fn &&fn) {
     decltype(fn()) r{};

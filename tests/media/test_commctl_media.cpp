@@ -40,7 +40,6 @@ TEST(CommctlMedia, CommandsOnTheSimulatedBoard) {
         {"", "ZEV_SETTINGS_FILE=settings.conf $C video", 0, "height 1080\nfps    30000 (thousandths)\n", "",
          ""},
         {"", "ZEV_SETTINGS_FILE=wide.conf $C video", 0, "height 1296\nfps    30000 (thousandths)\n", "", ""},
-        {"", "$C video extra", 2, "", "", ""},
         {"", "$C pwm init 3", 0, "", pwm + "polarity", "normal\n"},
         {"", "$C pwm set 3 50 7 normal", 0, "", pwm + "period", "50\n"},
         {"", "$C pwm start 3", 0, "", pwm + "enable", "1\n"},
