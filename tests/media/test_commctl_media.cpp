@@ -1,117 +1,69 @@
-// commctl's media commands: tone to WAV, MP3 to WAV through the library,
-// the recording header and the video parameters, with their failures.
+// commctl's media, PWM and serial commands end to end on the simulated board:
+// the happy path and a failure of each, one shared state folder in row order.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <string>
-#include <vector>
+#include <tuple>
 
 #include "../sim/run.hpp"
-#include "mp3_frames.hpp"
+#include "media_test.hpp"
 #include "tempdir.hpp"
 
-using testsupport::read_file;
-using testsupport::run;
-using testsupport::RunResult;
+using namespace std::string_literals;
 
 namespace {
 
-uint32_t le(const std::string &s, size_t at, int bytes) {
-    uint32_t v = 0;
-    for (int i = bytes - 1; i >= 0; --i)
-        v = (v << 8) | static_cast<unsigned char>(s[at + static_cast<size_t>(i)]);
-    return v;
-}
-
-RunResult commctl(const std::vector<std::string> &args, const std::vector<std::string> &env = {}) {
-    std::vector<std::string> argv = {COMMCTL_EXE, "--level", "0"};
-    argv.insert(argv.end(), args.begin(), args.end());
-    return run(argv, env);
-}
-
-TEST(CommctlMedia, Mp3ToWavHasTheFramesShape) {
-    testsupport::TempDir dir;
-    const struct {
-        const char *what;
-        size_t frames;
-        bool stereo;
-    } cases[] = {{"mono", 7, false}, {"stereo", 12, true}};
-    for (const auto &c : cases) {
-        ASSERT_TRUE(testsupport::write_file(dir / "in.mp3", testsupport::silent_frames(c.frames, c.stereo)));
-        const RunResult r = commctl({"mp3", dir / "in.mp3", dir / "out.wav"});
-        ASSERT_EQ(r.status, 0) << r.err;
-        const std::string wav = read_file(dir / "out.wav");
-        const uint32_t channels = c.stereo ? 2 : 1;
-        const uint32_t data = static_cast<uint32_t>(c.frames * 1152 * 2 * channels);
-        ASSERT_EQ(wav.size(), 44 + data) << c.what;
-        EXPECT_EQ(wav.substr(0, 4), "RIFF");
-        EXPECT_EQ(le(wav, 4, 4), 36 + data);
-        EXPECT_EQ(wav.substr(8, 8), "WAVEfmt ");
-        EXPECT_EQ(le(wav, 20, 2), 1u);  // PCM
-        EXPECT_EQ(le(wav, 22, 2), channels) << c.what;
-        EXPECT_EQ(le(wav, 24, 4), 48000u);
-        EXPECT_EQ(le(wav, 28, 4), 48000u * 2 * channels);
-        EXPECT_EQ(le(wav, 34, 2), 16u);
-        EXPECT_EQ(wav.substr(36, 4), "data");
-        EXPECT_EQ(le(wav, 40, 4), data) << c.what;
-    }
-}
-
-TEST(CommctlMedia, ToneThenLameThenBack) {
-    const char *lame = COMM_LAME;
-    if (lame[0] == '\0') GTEST_SKIP() << "lame not found at configure time";
-    testsupport::TempDir dir;
-    ASSERT_EQ(commctl({"tone", "500", "440", dir / "t.wav"}).status, 0);
-    EXPECT_EQ(read_file(dir / "t.wav").size(), 44u + 22050u * 2);
-    ASSERT_EQ(run({lame, "--quiet", "-t", dir / "t.wav", dir / "t.mp3"}).status, 0);
-    const size_t frames = testsupport::count_frames(read_file(dir / "t.mp3"));
-    const RunResult r = commctl({"mp3", dir / "t.mp3", dir / "back.wav"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(read_file(dir / "back.wav").size(), 44 + frames * 1152 * 2);
-}
-
-TEST(CommctlMedia, FailuresAreOneLineAndAStatus) {
-    testsupport::TempDir dir;
-    ASSERT_TRUE(testsupport::write_file(dir / "junk.mp3", "no frames in here"));
-    ASSERT_TRUE(testsupport::write_file(dir / "short.mp4", std::string(100, 'x')));
-    const struct {
-        std::vector<std::string> args;
-        int status;
-    } cases[] = {
-        {{"mp3", dir / "missing.mp3", dir / "o.wav"}, 1},
-        {{"mp3", dir / "junk.mp3", dir / "o.wav"}, 1},
-        {{"mp3", dir / "junk.mp3"}, 2},
-        {{"tone", "0", "440", dir / "o.wav"}, 2},
-        {{"tone", "100", "30000", dir / "o.wav"}, 2},
-        {{"mp4", dir / "short.mp4"}, 1},
-        {{"mp4", dir / "missing.mp4"}, 1},
-        {{"mp4"}, 2},
-        {{"video", "extra"}, 2},
+TEST(CommctlMedia, CommandsOnTheSimulatedBoard) {
+    testsupport::TempDir state;
+    for (const auto &[name, content] : {std::pair{"in.mp3", testsupport::silent_frames(7, false)},
+                                        {"junk.mp3", "no frames in here"s},
+                                        {"feed.bin", "\x01\x02\xFFhello\x00"s + "0123456789"},
+                                        {"settings.conf", "Camera.Menu.VideoRes=1920x1080P30\n"s},
+                                        {"wide.conf", "Camera.Menu.VideoRes=1920x1080p30\n"s}})
+        ASSERT_TRUE(testsupport::write_file(state / name, content));
+    const std::string pwm = "board/sys/class/pwm/pwmchip0/pwm3/";
+    // 7 silent mono frames at 48 kHz: 16128 bytes of zeros behind the header.
+    const std::string wav =
+        "RIFF\x24\x3F\0\0WAVEfmt \x10\0\0\0\x01\0\x01\0\x80\xBB\0\0\0\x77\x01\0\x02\0\x10\0"
+        "data\0\x3F\0\0"s +
+        std::string(16128, '\0');
+    // A board option; the command for sh in the state folder, commctl as $C;
+    // the status, stdout, and a state file's content afterwards.
+    const std::tuple<std::string, std::string, int, std::string, std::string, std::string> cases[] = {
+        {"", "$C mp3 in.mp3 o.wav", 0, "o.wav: 16128 bytes of PCM, 48000 Hz, 1 channel(s), 0.17 s\n", "o.wav",
+         wav},
+        {"", "$C mp3 junk.mp3 x.wav", 1, "", "x.wav", ""},
+        {"", "$C tone 500 440 t.wav >/dev/null && wc -c <t.wav", 0, "44144\n", "", ""},
+        {"", "$C mp4 \"$BOARDSIM_SDCARD/DCIM/sample.mp4\"", 0,
+         "duration_ms 60000\nfps_word0   30 (0x0000001e)\nfps_word1   30000 (0x00007530)\n", "", ""},
+        {"", "$C mp4 missing.mp4", 1, "", "", ""},
+        {"", "ZEV_SETTINGS_FILE=settings.conf $C video", 0, "height 1080\nfps    30000 (thousandths)\n", "",
+         ""},
+        {"", "ZEV_SETTINGS_FILE=wide.conf $C video", 0, "height 1296\nfps    30000 (thousandths)\n", "", ""},
+        {"", "$C pwm init 3", 0, "", pwm + "polarity", "normal\n"},
+        {"", "$C pwm set 3 50 7 normal", 0, "", pwm + "period", "50\n"},
+        {"", "$C pwm start 3", 0, "", pwm + "enable", "1\n"},
+        {"", "$C pwm status 3", 0,
+         "channel    3\nperiod     50 ns\nduty_cycle 7 ns\npolarity   normal\nenabled    yes\n", "", ""},
+        {"", "$C pwm start 4", 1, "", "", ""},               // not exported
+        {"", "$C pwm deinit 3", 0, "", pwm + "enable", ""},  // the folder is gone
+        {"--uart-feed=" + (state / "feed.bin"), "$C uart recv \"$BOARDSIM_UART\" 115200 18 1500", 0,
+         "0000: 01 02 ff 68 65 6c 6c 6f 00 30 31 32 33 34 35 36\n0010: 37 38\n", "", ""},
+        {"--uart-script=printf abc", "$C uart recv \"$BOARDSIM_UART\" 115200 5 1500", 1, "0000: 61 62 63\n",
+         "", ""},
     };
-    for (const auto &c : cases) {
-        const RunResult r = commctl(c.args);
-        EXPECT_EQ(r.status, c.status) << c.args[0] << " " << r.err;
-        EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
-        EXPECT_EQ(r.err.rfind("commctl: ", 0), 0u) << r.err;
-    }
-}
-
-TEST(CommctlMedia, VideoFollowsTheSettingsFile) {
-    testsupport::TempDir dir;
-    const struct {
-        std::string file;
-        std::string out;
-    } cases[] = {
-        {"", "height 0\nfps    30000 (thousandths)\n"},
-        {"Camera.Menu.VideoRes=1920x1080P30\n", "height 1080\nfps    30000 (thousandths)\n"},
-        {"Camera.Menu.VideoRes=2560x1440P30\n", "height 1296\nfps    30000 (thousandths)\n"},
-    };
-    for (const auto &c : cases) {
-        ASSERT_TRUE(testsupport::write_file(dir / "settings.conf", c.file));
-        const RunResult r = commctl({"video"}, {"ZEV_SETTINGS_FILE=" + (dir / "settings.conf")});
-        EXPECT_EQ(r.status, 0) << r.err;
-        EXPECT_EQ(r.out, c.out);
+    for (const auto &[option, command, status, out, file, content] : cases) {
+        std::vector<std::string> argv = {BOARDSIM_EXE, "--state", state.path()};
+        if (!option.empty()) argv.push_back(option);
+        for (const std::string &a : {"--"s, "sh"s, "-c"s, "cd \"$1\" && C=\"$0 --level 0\" && " + command,
+                                     COMMCTL_EXE ""s, state.path()})
+            argv.push_back(a);
+        const testsupport::RunResult r = testsupport::run(argv, {"ZEV_SETTINGS_FILE="});
+        EXPECT_EQ(r.status, status) << command << ": " << r.err;
+        EXPECT_EQ(r.out, out) << command;
+        const auto lines = std::count(r.err.begin(), r.err.end(), '\n');
+        EXPECT_TRUE(status == 0 ? r.err.empty() : lines == 1 && r.err.rfind("commctl: ", 0) == 0) << r.err;
+        EXPECT_EQ(file.empty() ? "" : testsupport::read_file(state / file), content) << command;
     }
 }
 
