@@ -7,6 +7,8 @@
 
 #include "comm_sys.h"
 #include "common.hpp"
+#include "fake_clock.hpp"
+#include "log_lines.hpp"
 
 namespace {
 
@@ -86,6 +88,28 @@ TEST(SdShell, FourCommandsInOrderAndTheLimits) {
         EXPECT_EQ(rc, result) << name_len << "+" << arg_len;
         EXPECT_EQ(lines.size(), result == -1 ? 0u : 1u) << name_len << "+" << arg_len;
     }
+}
+
+// The generator is seeded from the clock's nanoseconds alone, and the
+// signed shift folds sums with the top bit set into a second band.
+TEST(Rand, SeededFromNanosecondsInTwoBands) {
+    namespace fc = testsupport::fake_clock;
+    fc::Scope fake;
+    bool low = false, high = false;
+    for (long nsec = 0; nsec < 200000; nsec += 997) {
+        fc::set_monotonic(1, nsec);
+        const int32_t r = Zev_Comm_Rand();
+        fc::set_monotonic(99, nsec);  // the seconds play no part
+        EXPECT_EQ(Zev_Comm_Rand(), r) << nsec;
+        low = low || (r >= 0 && r <= 8388607);
+        high = high || (r >= 86578688 && r <= 94967295);
+        ASSERT_TRUE((r >= 0 && r <= 8388607) || (r >= 86578688 && r <= 94967295)) << r;
+    }
+    EXPECT_TRUE(low && high);
+    fc::set_monotonic(0, 0xabcdef);
+    int32_t r = 0;
+    const auto lines = testsupport::summarise(testsupport::capture_stdout([&] { r = Zev_Comm_Rand(); }));
+    EXPECT_EQ(lines, std::vector<std::string>{"DBG Zev_Comm_Rand :t=abcdef, rand=" + std::to_string(r) + "\n"});
 }
 
 TEST(IsNumber, OnlyTheTenDigitCodes) {
