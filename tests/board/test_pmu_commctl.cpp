@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/sim/run.hpp"
@@ -32,11 +33,8 @@ TEST(BoardCommands, HappyPathAndOneErrorEach) {
     testsupport::TempDir state, dir;
     const std::string file = dir / "factory.txt";
     ASSERT_TRUE(testsupport::write_file(file, "SN=ZX0042\\VOL=-3\\"));
-    const struct {
-        std::vector<std::string> opts, args;
-        int status;
-        std::string text;  // stdout on success, stderr on failure
-    } cases[] = {
+    // boardsim options, commctl arguments, exit status, stdout on success or stderr on failure
+    const std::tuple<std::vector<std::string>, std::vector<std::string>, int, std::string> cases[] = {
         {{}, {"pmu"}, 0, readings("1", "12150", "500", "31", "1")},
         {{"--pmu-fail=1"}, {"pmu"}, 0, readings("0", "0", "0", "0", "0")},
         {{"--pmu=absent"}, {"pmu"}, 1, "commctl: no PMU device at /dev/ip_6303: these are the library's fall-back values\n"},
@@ -56,11 +54,10 @@ TEST(BoardCommands, HappyPathAndOneErrorEach) {
         {{}, {"hide", dir / "no/such", "on"}, 1, "commctl: cannot open " + dir / "no/such" + " (1)\n"},
         {{}, {"usb", "sideways"}, 2, "commctl: usb wants on or off, not 'sideways'\n"},
     };
-    for (const auto &c : cases) {
-        const RunResult r = commctl(state, c.opts, c.args);
-        const std::string what = c.args[0] + (c.args.size() > 2 ? " " + c.args[1] : "") + (c.opts.empty() ? "" : " " + c.opts[0]);
-        EXPECT_EQ(r.status, c.status) << what << ": " << r.err;
-        EXPECT_EQ(c.status == 0 ? r.out : r.err, c.text) << what;
+    for (const auto &[opts, args, status, text] : cases) {
+        const RunResult r = commctl(state, opts, args);
+        EXPECT_EQ(r.status, status) << args[0] << " " << args.back() << ": " << r.err;
+        EXPECT_EQ(status == 0 ? r.out : r.err, text) << args[0] << " " << args.back();
     }
     EXPECT_EQ(read_file(state / "board/pmu.log"), "set_charge_current 800\nset_cap 240\npower_off_timeout 30\npower_off -5\n");
     // The charge current set is what the driver reports from then on.
