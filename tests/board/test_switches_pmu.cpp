@@ -34,13 +34,8 @@ const std::string kPmu = "/dev/ip_6303";
 
 class Board : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        if (testsupport::Testbed::available()) bed_ = new testsupport::Testbed;
-    }
-    static void TearDownTestSuite() {
-        driver_.reset();
-        delete bed_;
-    }
+    static void SetUpTestSuite() { bed_ = testsupport::Testbed::available() ? new testsupport::Testbed : nullptr; }
+    static void TearDownTestSuite() { driver_.reset(), delete bed_; }
     void SetUp() override {
         REQUIRE_TESTBED();
         ASSERT_TRUE(bed_->write("/proc/cmdline", kCmdLine));
@@ -217,9 +212,7 @@ TEST_F(Board, PmuDeviceThatComesLateIsOpenedByTheNextCallAndKept) {
     close(probe_before);
     for (int i = 0; i < 50; ++i)
         for (const Op &op : kOps) logged([&] { op.call(); });
-    const int probe_after = dup(0);
-    close(probe_after);
-    EXPECT_EQ(probe_after, probe_before);
+    EXPECT_EQ(dup(0), probe_before);
     EXPECT_EQ(driver().calls().size(), 2u + 50u * std::size(kOps));
 }
 

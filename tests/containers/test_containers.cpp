@@ -27,10 +27,9 @@ Lines logged(const std::function<void()> &fn) { return testsupport::summarise(te
 
 // While a Spy lives, the calls below are counted and usleep runs the hook
 // instead of sleeping (the test playing the peer that frees room or brings data).
-struct Spy;
-Spy *g_spy = nullptr;
 struct Spy {
     explicit Spy(std::function<void(int)> fn = {}) : hook(std::move(fn)) { g_spy = this; }
+    static inline Spy *g_spy = nullptr;
     ~Spy() { g_spy = nullptr; }
     int locks = 0, inits = 0, signals = 0;
     std::vector<long> sleeps;
@@ -38,7 +37,7 @@ struct Spy {
 };
 #define REAL(fn) static const auto real = reinterpret_cast<decltype(&fn)>(dlsym(RTLD_NEXT, #fn))
 #define COUNTED(fn, field, params, args) \
-    extern "C" int fn params { REAL(fn); if (g_spy != nullptr) ++g_spy->field; return real args; }
+    extern "C" int fn params { REAL(fn); if (Spy::g_spy != nullptr) ++Spy::g_spy->field; return real args; }
 
 }  // namespace
 
@@ -48,12 +47,12 @@ COUNTED(pthread_mutex_init, inits, (pthread_mutex_t * m, const pthread_mutexattr
 COUNTED(pthread_cond_signal, signals, (pthread_cond_t * c), (c))
 extern "C" int usleep(useconds_t us) {
     REAL(usleep);
-    Spy *spy = g_spy;
+    Spy *spy = Spy::g_spy;
     if (spy == nullptr) return real(us);
     spy->sleeps.push_back(static_cast<long>(us));
-    g_spy = nullptr;  // what the hook does is not counted
+    Spy::g_spy = nullptr;  // what the hook does is not counted
     if (spy->hook) spy->hook(static_cast<int>(spy->sleeps.size()));
-    g_spy = spy;
+    Spy::g_spy = spy;
     return 0;
 }
 
@@ -72,22 +71,11 @@ Bytes pattern(int n, int seed) {
 class Containers : public ::testing::Test {
 protected:
     void SetUp() override { Zev_Comm_SetPrintLev(7); }
-    void TearDown() override {
-        RingBuffer_destroy(ring_);
-        if (q_ != nullptr) Zev_Queue_Destroy(q_);
-        Zev_Comm_SetPrintLev(5);
-    }
-    void ring(int capacity, const char *name = "rb") {
-        RingBuffer_destroy(ring_);
-        ring_ = RingBuffer_create(name, capacity);
-    }
-    void queue(uint32_t elem_size, int capacity) {
-        if (q_ != nullptr) Zev_Queue_Destroy(q_);
-        q_ = Zev_Queue_Create(elem_size, capacity);
-    }
-    void fill(const Bytes &bytes) {
-        for (uint8_t b : bytes) RingBuffer_In(ring_, b);
-    }
+    void TearDown() override { RingBuffer_destroy(ring_), drop_queue(), Zev_Comm_SetPrintLev(5); }
+    void ring(int capacity, const char *name = "rb") { RingBuffer_destroy(ring_), ring_ = RingBuffer_create(name, capacity); }
+    void queue(uint32_t elem_size, int capacity) { drop_queue(), q_ = Zev_Queue_Create(elem_size, capacity); }
+    void drop_queue() { q_ != nullptr ? Zev_Queue_Destroy(q_) : void(); }
+    void fill(const Bytes &bytes) { for (uint8_t b : bytes) RingBuffer_In(ring_, b); }
     void *ring_ = nullptr;
     void *q_ = nullptr;
 };

@@ -1,7 +1,6 @@
 // Creation when memory runs out. This program's malloc, calloc and free take
 // the C library's place for libcomm too: inside a window the n-th allocation
-// fails and the blocks handed out are tracked until freed; all else passes on
-// to the next allocator (the C library's or a sanitizer's).
+// fails and blocks are counted in and out; all goes on to the next allocator.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -27,8 +26,7 @@ void (*g_free)(void *) = nullptr;
 alignas(16) unsigned char g_boot[8192];  // for dlsym while it looks them up; never freed
 size_t g_boot_used = 0;
 bool g_resolving = false, g_armed = false;
-int g_calls = 0, g_fail_at = 0, g_live_count = 0;
-void *g_live[256];
+int g_calls = 0, g_fail_at = 0, g_live = 0;  // in the window: allocations, the failing one, blocks not freed
 
 ALLOCATOR_CODE void *boot_alloc(size_t n) {
     n = (n + 15) & ~size_t{15};
@@ -48,10 +46,7 @@ ALLOCATOR_CODE bool resolve() {
 }
 
 ALLOCATOR_CODE bool fail_now() { return g_armed && ++g_calls == g_fail_at; }
-ALLOCATOR_CODE void *track(void *p) {
-    if (g_armed && p != nullptr) g_live[g_live_count < 256 ? g_live_count++ : 0] = p;  // overflow shows as a leak
-    return p;
-}
+ALLOCATOR_CODE void *track(void *p) { g_live += g_armed && p != nullptr; return p; }
 
 }  // namespace
 
@@ -65,8 +60,7 @@ extern "C" ALLOCATOR_CODE void *calloc(size_t count, size_t size) {
 }
 extern "C" ALLOCATOR_CODE void free(void *p) {
     if (p == nullptr || (p >= g_boot && p < g_boot + sizeof g_boot)) return;
-    for (int i = 0; i < g_live_count; ++i)
-        if (g_live[i] == p) g_live[i] = g_live[--g_live_count];
+    g_live -= g_armed;  // only the creation allocates and frees inside a window
     if (resolve()) g_free(p);
 }
 
@@ -75,10 +69,10 @@ namespace {
 // Runs fn with the fail_at-th allocation failing (0: none); gives the calls
 // made and the blocks still live.
 std::pair<int, int> window(int fail_at, const std::function<void()> &fn) {
-    g_calls = 0, g_fail_at = fail_at, g_live_count = 0, g_armed = true;
+    g_calls = 0, g_fail_at = fail_at, g_live = 0, g_armed = true;
     fn();
     g_armed = false;
-    return {g_calls, g_live_count};
+    return {g_calls, g_live};
 }
 
 // Every allocation of a creation fails in turn: nothing is handed out,

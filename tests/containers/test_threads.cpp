@@ -23,16 +23,8 @@ uint8_t stream_byte(uint32_t i) { return static_cast<uint8_t>((i * 2654435761u) 
 int chunk(uint32_t call, int max, int left) { return std::min(left, 1 + static_cast<int>(call * 40503u % unsigned(max))); }
 using Move = std::function<int(void *, uint8_t *, int)>;  // moves up to n bytes, gives how many
 
-int byte_in(void *ring, uint8_t *p, int n) {
-    int i = 0;
-    while (i < n && RingBuffer_In(ring, p[i]) == 1) ++i;
-    return i;
-}
-int byte_out(void *ring, uint8_t *p, int n) {
-    int i = 0;
-    while (i < n && RingBuffer_Out(ring, &p[i]) == 1) ++i;
-    return i;
-}
+int byte_in(void *r, uint8_t *p, int n) { int i = 0; while (i < n && RingBuffer_In(r, p[i]) == 1) ++i; return i; }
+int byte_out(void *r, uint8_t *p, int n) { int i = 0; while (i < n && RingBuffer_Out(r, p + i) == 1) ++i; return i; }
 
 TEST(Threads, RingOneProducerOneConsumer) {
     Zev_Comm_SetPrintLev(0);  // full and empty are normal here
@@ -68,17 +60,13 @@ TEST(Threads, RingOneProducerOneConsumer) {
         }
         producer.join();
         EXPECT_EQ(wrong, 0u) << "bytes lost, doubled or out of order; capacity " << capacity;
-        uint8_t extra = 0;
-        EXPECT_EQ(RingBuffer_GetDataSize(ring) + RingBuffer_Out(ring, &extra), 0) << "no byte more than was sent";
+        EXPECT_EQ(RingBuffer_GetDataSize(ring) + RingBuffer_Out(ring, buf.data()), 0) << "no byte more than was sent";
         RingBuffer_destroy(ring);
     }
     Zev_Comm_SetPrintLev(5);
 }
 
-struct Element {
-    uint32_t producer, seq;
-    uint8_t payload[56];
-};
+struct Element { uint32_t producer, seq; uint8_t payload[56]; };
 Element element(uint32_t producer, uint32_t seq) {
     Element e{producer, seq, {}};
     for (size_t i = 0; i < sizeof e.payload; ++i) e.payload[i] = static_cast<uint8_t>(producer * 31 + seq + i);
@@ -100,10 +88,8 @@ TEST(Threads, QueueProducersAndConsumers) {
         std::vector<std::thread> threads;
         for (uint32_t p = 0; p < producers; ++p) {
             threads.emplace_back([&, p] {
-                for (uint32_t s = 0; s < per_producer; ++s) {
-                    const Element e = element(p, s);
-                    while (Zev_Queue_Push(q, &e) != 0) sched_yield();
-                }
+                for (uint32_t s = 0; s < per_producer; ++s)
+                    for (const Element e = element(p, s); Zev_Queue_Push(q, &e) != 0;) sched_yield();
             });
         }
         for (int c = 0; c < consumers; ++c) {
@@ -131,11 +117,8 @@ TEST(Threads, QueueProducersAndConsumers) {
         }
         for (auto &t : threads) t.join();
         uint32_t missing = 0, doubled = 0;
-        for (size_t key = 0; key < seen.size(); ++key) {
-            if ((key & 0xFFFFF) >= per_producer) continue;
-            missing += seen[key] == 0;
-            doubled += seen[key] > 1;
-        }
+        for (size_t key = 0; key < seen.size(); ++key)
+            if ((key & 0xFFFFF) < per_producer) missing += seen[key] == 0, doubled += seen[key] > 1;
         EXPECT_EQ(std::vector<uint32_t>({popped, disorder, torn, bad_len, missing, doubled}),
                   std::vector<uint32_t>({total, 0, 0, 0, 0, 0}))
             << "popped, out of order, torn, length out of range, missing, doubled; " << producers << "x" << consumers;

@@ -1,7 +1,6 @@
 // A device node in a umockdev testbed whose ioctl requests the test answers:
-// each request that carries the address of a 32-bit word is recorded with
-// that word, and the test's answer decides the word handed back and the
-// result (0, or -1 with an errno).
+// each is recorded with the 32-bit word it carries, and the answer decides
+// the word handed back and the result (0, or -1 with an errno).
 #pragma once
 
 #include <cstdint>
@@ -33,14 +32,12 @@ public:
     // `no_argument` carry no word (TIOCCONS).
     IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode, std::vector<unsigned long> no_argument = {});
     ~IoctlDevice();
-    IoctlDevice(const IoctlDevice &) = delete;
-    IoctlDevice &operator=(const IoctlDevice &) = delete;
     bool attached() const { return handler_ != nullptr; }
     // By default the word comes back unchanged with result 0.
     void answer(std::function<IoctlAnswer(unsigned long request, int32_t word_in)> fn);
     std::vector<IoctlCall> calls() const;  // every request so far, in order
     void clear_calls();
-    // Called by the handler on umockdev's thread.
+    // For the handler, on umockdev's thread.
     IoctlAnswer handle(unsigned long request, int32_t word_in, bool has_word);
     bool takes_word(unsigned long request) const;
 
