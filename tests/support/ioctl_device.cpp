@@ -36,8 +36,11 @@ IoctlDevice::IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode, s
     g_signal_connect(handler, "handle-ioctl", G_CALLBACK(on_handle_ioctl), this);
     g_object_ref(handler);  // kept to disconnect from it at the end
     gchar *root = umockdev_testbed_get_root_dir(testbed);
-    if (comm::sim::add_device_node(testbed, root, "misc", devnode, "10:200", handler)) handler_ = handler;
-    else g_object_unref(handler);
+    if (comm::sim::add_device_node(testbed, root, "misc", devnode, "10:200", handler)) {
+        handler_ = handler;
+    } else {
+        g_object_unref(handler);
+    }
     g_free(root);
 }
 
@@ -53,12 +56,10 @@ void IoctlDevice::answer(std::function<IoctlAnswer(unsigned long, int32_t)> fn) 
     std::lock_guard<std::mutex> lock(mu_);
     answer_ = std::move(fn);
 }
-
 std::vector<IoctlCall> IoctlDevice::calls() const {
     std::lock_guard<std::mutex> lock(mu_);
     return calls_;
 }
-
 void IoctlDevice::clear_calls() {
     std::lock_guard<std::mutex> lock(mu_);
     calls_.clear();
