@@ -35,7 +35,6 @@ TEST(BoardCommands, HappyPathAndOneErrorEach) {
         {{"--pmu=absent"}, {"pmu"}, 1, "commctl: no PMU device at /dev/ip_6303: these are the library's fall-back values\n"},
         {{}, {"pmu", "set-charge", "800"}, 0, "800 mA\n"},
         {{}, {"pmu", "set-charge", "lots"}, 2, "commctl: pmu set-charge wants one number\n"},
-        {{}, {"pmu", "power-off", "-5"}, 0, "-5\n"},
         {{"--cpu-temp=71"}, {"temp"}, 0, "cpu 71\nntc 31\ntest mode off\n"},
         {{"--temp-test=1", "--pmu=absent"}, {"temp"}, 0, "cpu 66\nntc 0\ntest mode on\n"},
         {{}, {"sd"}, 0, "device /dev/mmcblk0p1\nname   mmcblk0p1\nsize   15519744 KB (15156 MB)\n"},
@@ -51,7 +50,7 @@ TEST(BoardCommands, HappyPathAndOneErrorEach) {
         EXPECT_EQ(r.status, status) << args[0] << " " << args.back() << ": " << r.err;
         EXPECT_EQ(status == 0 ? r.out : r.err, text) << args[0] << " " << args.back();
     }
-    EXPECT_EQ(read_file(state / "board/pmu.log"), "set_charge_current 800\npower_off -5\n");
+    EXPECT_EQ(read_file(state / "board/pmu.log"), "set_charge_current 800\n");
     EXPECT_EQ(read_file(file), "SN=ZX0042\\VOL=-3\\") << "hiding leaves the content alone";
 }
 

@@ -28,11 +28,9 @@ size_t g_boot_used = 0;
 bool g_resolving = false, g_armed = false;
 int g_calls = 0, g_fail_at = 0, g_live = 0;  // in the window: allocations, the failing one, blocks not freed
 
-ALLOCATOR_CODE void *boot_alloc(size_t n) {
+ALLOCATOR_CODE void *boot_alloc(size_t n) {  // zeroed, 16-byte aligned
     n = (n + 15) & ~size_t{15};
-    if (g_boot_used + n > sizeof g_boot) return nullptr;
-    g_boot_used += n;
-    return memset(g_boot + g_boot_used - n, 0, n);
+    return g_boot_used + n > sizeof g_boot ? nullptr : memset(g_boot + (g_boot_used += n) - n, 0, n);
 }
 
 ALLOCATOR_CODE bool resolve() {
@@ -51,12 +49,10 @@ ALLOCATOR_CODE void *track(void *p) { g_live += g_armed && p != nullptr; return 
 }  // namespace
 
 extern "C" ALLOCATOR_CODE void *malloc(size_t n) {
-    if (!resolve()) return boot_alloc(n);
-    return fail_now() ? nullptr : track(g_malloc(n));
+    return !resolve() ? boot_alloc(n) : fail_now() ? nullptr : track(g_malloc(n));
 }
 extern "C" ALLOCATOR_CODE void *calloc(size_t count, size_t size) {
-    if (!resolve()) return boot_alloc(count * size);
-    return fail_now() ? nullptr : track(g_calloc(count, size));
+    return !resolve() ? boot_alloc(count * size) : fail_now() ? nullptr : track(g_calloc(count, size));
 }
 extern "C" ALLOCATOR_CODE void free(void *p) {
     if (p == nullptr || (p >= g_boot && p < g_boot + sizeof g_boot)) return;
