@@ -34,7 +34,6 @@ TEST(BoardCommands, HappyPathAndOneErrorEach) {
         {{}, {"pmu"}, 0, kReadings},
         {{"--pmu=absent"}, {"pmu"}, 1, "commctl: no PMU device at /dev/ip_6303: these are the library's fall-back values\n"},
         {{}, {"pmu", "set-charge", "800"}, 0, "800 mA\n"},
-        {{}, {"pmu", "set-charge", "lots"}, 2, "commctl: pmu set-charge wants one number\n"},
         {{"--cpu-temp=71"}, {"temp"}, 0, "cpu 71\nntc 31\ntest mode off\n"},
         {{"--temp-test=1", "--pmu=absent"}, {"temp"}, 0, "cpu 66\nntc 0\ntest mode on\n"},
         {{}, {"sd"}, 0, "device /dev/mmcblk0p1\nname   mmcblk0p1\nsize   15519744 KB (15156 MB)\n"},

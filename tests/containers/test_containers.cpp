@@ -41,6 +41,36 @@ struct Spy {
 #define COUNTED(fn, field, params, args) \
     extern "C" int fn params { REAL(fn); if (Spy::g_spy != nullptr) ++Spy::g_spy->field; return real args; }
 
+// For creation when memory runs out, the allocator below: inside a window the
+// n-th allocation fails and blocks are counted in and out; all goes on to the
+// next allocator. It runs while the sanitizers start: nothing is instrumented.
+#define ALLOCATOR_CODE __attribute__((no_sanitize("address", "undefined", "thread")))
+void *(*g_malloc)(size_t) = nullptr;
+void *(*g_calloc)(size_t, size_t) = nullptr;
+void (*g_free)(void *) = nullptr;
+alignas(16) unsigned char g_boot[8192];  // for dlsym while it looks them up; never freed
+size_t g_boot_used = 0;
+bool g_resolving = false, g_armed = false;
+int g_calls = 0, g_fail_at = 0, g_live = 0;  // in the window: allocations, the failing one, blocks not freed
+
+ALLOCATOR_CODE void *boot_alloc(size_t n) {  // zeroed, 16-byte aligned
+    n = (n + 15) & ~size_t{15};
+    return g_boot_used + n > sizeof g_boot ? nullptr : memset(g_boot + (g_boot_used += n) - n, 0, n);
+}
+
+ALLOCATOR_CODE bool resolve() {
+    if (g_free != nullptr || g_resolving) return g_free != nullptr;
+    g_resolving = true;
+    g_malloc = reinterpret_cast<void *(*)(size_t)>(dlsym(RTLD_NEXT, "malloc"));
+    g_calloc = reinterpret_cast<void *(*)(size_t, size_t)>(dlsym(RTLD_NEXT, "calloc"));
+    g_free = reinterpret_cast<void (*)(void *)>(dlsym(RTLD_NEXT, "free"));
+    g_resolving = false;
+    return true;
+}
+
+ALLOCATOR_CODE bool fail_now() { return g_armed && ++g_calls == g_fail_at; }
+ALLOCATOR_CODE void *track(void *p) { g_live += g_armed && p != nullptr; return p; }
+
 }  // namespace
 
 // These take the C library's place for libcomm too.
@@ -56,6 +86,17 @@ extern "C" int usleep(useconds_t us) {
     if (spy->hook) spy->hook(static_cast<int>(spy->sleeps.size()));
     Spy::g_spy = spy;
     return 0;
+}
+extern "C" ALLOCATOR_CODE void *malloc(size_t n) {
+    return !resolve() ? boot_alloc(n) : fail_now() ? nullptr : track(g_malloc(n));
+}
+extern "C" ALLOCATOR_CODE void *calloc(size_t count, size_t size) {
+    return !resolve() ? boot_alloc(count * size) : fail_now() ? nullptr : track(g_calloc(count, size));
+}
+extern "C" ALLOCATOR_CODE void free(void *p) {
+    if (p == nullptr || (p >= g_boot && p < g_boot + sizeof g_boot)) return;
+    g_live -= g_armed;  // only the creation allocates and frees inside a window
+    if (resolve()) g_free(p);
 }
 
 namespace {
@@ -268,54 +309,6 @@ TEST_F(Containers, QueueEverySlotIsUsable) {
     }
 }
 
-
-// Creation when memory runs out. This program's malloc, calloc and free take
-// the C library's place for libcomm too: inside a window the n-th allocation
-// fails and blocks are counted in and out; all goes on to the next allocator.
-
-// Runs while the sanitizers start up: nothing here may be instrumented.
-#define ALLOCATOR_CODE __attribute__((no_sanitize("address", "undefined", "thread")))
-void *(*g_malloc)(size_t) = nullptr;
-void *(*g_calloc)(size_t, size_t) = nullptr;
-void (*g_free)(void *) = nullptr;
-alignas(16) unsigned char g_boot[8192];  // for dlsym while it looks them up; never freed
-size_t g_boot_used = 0;
-bool g_resolving = false, g_armed = false;
-int g_calls = 0, g_fail_at = 0, g_live = 0;  // in the window: allocations, the failing one, blocks not freed
-
-ALLOCATOR_CODE void *boot_alloc(size_t n) {  // zeroed, 16-byte aligned
-    n = (n + 15) & ~size_t{15};
-    return g_boot_used + n > sizeof g_boot ? nullptr : memset(g_boot + (g_boot_used += n) - n, 0, n);
-}
-
-ALLOCATOR_CODE bool resolve() {
-    if (g_free != nullptr || g_resolving) return g_free != nullptr;
-    g_resolving = true;
-    g_malloc = reinterpret_cast<void *(*)(size_t)>(dlsym(RTLD_NEXT, "malloc"));
-    g_calloc = reinterpret_cast<void *(*)(size_t, size_t)>(dlsym(RTLD_NEXT, "calloc"));
-    g_free = reinterpret_cast<void (*)(void *)>(dlsym(RTLD_NEXT, "free"));
-    g_resolving = false;
-    return true;
-}
-
-ALLOCATOR_CODE bool fail_now() { return g_armed && ++g_calls == g_fail_at; }
-ALLOCATOR_CODE void *track(void *p) { g_live += g_armed && p != nullptr; return p; }
-
-}  // namespace
-
-extern "C" ALLOCATOR_CODE void *malloc(size_t n) {
-    return !resolve() ? boot_alloc(n) : fail_now() ? nullptr : track(g_malloc(n));
-}
-extern "C" ALLOCATOR_CODE void *calloc(size_t count, size_t size) {
-    return !resolve() ? boot_alloc(count * size) : fail_now() ? nullptr : track(g_calloc(count, size));
-}
-extern "C" ALLOCATOR_CODE void free(void *p) {
-    if (p == nullptr || (p >= g_boot && p < g_boot + sizeof g_boot)) return;
-    g_live -= g_armed;  // only the creation allocates and frees inside a window
-    if (resolve()) g_free(p);
-}
-
-namespace {
 
 // Runs fn with the fail_at-th allocation failing (0: none); gives the calls
 // made and the blocks still live.

@@ -28,8 +28,7 @@ struct IoctlAnswer {
 
 class IoctlDevice {
 public:
-    // Creates `devnode` ("/dev/ip_6303") in the testbed; requests listed in
-    // `no_argument` carry no word (TIOCCONS).
+    // Creates `devnode` in the testbed; requests in `no_argument` carry no word.
     IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode, std::vector<unsigned long> no_argument = {});
     ~IoctlDevice();
     bool attached() const { return handler_ != nullptr; }
@@ -37,9 +36,8 @@ public:
     void answer(std::function<IoctlAnswer(unsigned long request, int32_t word_in)> fn);
     std::vector<IoctlCall> calls() const;  // every request so far, in order
     void clear_calls();
-    // For the handler, on umockdev's thread.
     IoctlAnswer handle(unsigned long request, int32_t word_in, bool has_word);
-    bool takes_word(unsigned long request) const;
+    bool takes_word(unsigned long request) const;  // these two for the handler, on umockdev's thread
 
 private:
     mutable std::mutex mu_;
