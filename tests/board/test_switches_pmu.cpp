@@ -58,8 +58,7 @@ TEST_F(Board, CommandLineIsAPlainSubstringTest) {
     EXPECT_EQ(r, 1);
     EXPECT_EQ(logged([&] { r = Zev_Comm_IsTempTestMode(); }), Lines{}) << "whoever asks next, the WAR line is gone";
     EXPECT_EQ(r, 0);
-    // The file, or a folder in its place (opens, gives no byte); the needle;
-    // the result, with as many VER lines.
+    // The file or a folder in its place (opens, gives no byte), the needle, the result (and as many VER lines).
     for (const auto &[readable, needle, result] : {std::tuple{true, "ttyS0,1152", 1}, {true, "ft=TEMP", 0}, {true, "", 1},
                                                    {true, "\n", 1}, {true, "CONSOLE", 0}, {false, "", 1},
                                                    {false, "console", 0}, {false, " ", 0}}) {
@@ -76,17 +75,16 @@ TEST_F(Board, CommandLineIsAPlainSubstringTest) {
 TEST_F(Board, CpuTemperatureFromTheOverrideOrTheAttribute) {
     const std::string p = "Temperature ";  // 12 bytes ahead of the number; 30 bytes are read
     // The attribute, the override (0 for none), the result.
-    for (const auto &[text, set, result] : {std::tuple{p + "45\n", 0, 45}, {p + "-3\n", 0, -3}, {p, 0, 0}, {"short\n", 0, 0},
+    for (const auto &[text, set, result] : {std::tuple{p + "45\n", 50, 50}, {p + "45\n", -20, -20}, {p + "45\n", 1, 1},
+                                            {p + "45\n", 0, 45}, {p + "-3\n", 0, -3}, {p, 0, 0}, {"short\n", 0, 0},
                                             {"", 0, 0}, {"CPU temp is 71 C\n", 0, 71},
-                                            {p + std::string(17, ' ') + "78", 0, 7}, {p + "45\n", 50, 50},
-                                            {p + "45\n", -20, -20}, {p + "45\n", 1, 1}}) {
+                                            {p + std::string(17, ' ') + "78", 0, 7}}) {
         ASSERT_TRUE(bed_->write(kTemp, text));
         EXPECT_EQ(logged([set = set] { Zev_Comm_SetCpuTemp(set); }),
                   Lines{"INF Zev_Comm_SetCpuTemp :" + std::to_string(set) + " du\n"});
         EXPECT_EQ(s_iCpuTempTest, set);
         EXPECT_EQ(Zev_Comm_GetCPUTemp(), result) << text << set;
     }
-    s_iCpuTempTest = 0;
     ASSERT_TRUE(bed_->remove(kTemp));
     EXPECT_EQ(Zev_Comm_GetCPUTemp(), 0) << "without the attribute";
 }
@@ -105,8 +103,7 @@ TEST_F(Board, TouchIgnoreWritesTheInterruptSwitch) {
 
 TEST_F(Board, UsbSwitchDrivesPin33Inverted) {
     const std::string on("1\0\0\0", 4), off("0\0\0\0", 4);
-    // The flag, whether value and export are there, the result, the value
-    // written: only the value's step reaches the caller.
+    // Flag, value and export there, result (only the value's step reaches the caller), value written.
     for (const auto &[flag, value_there, export_there, result, value] :
          {std::tuple{0, true, true, 0, on}, {1, true, true, 0, off}, {-1, true, true, 0, off}, {0, true, false, 0, on},
           {1, false, true, -1, std::string()}}) {

@@ -124,9 +124,8 @@ protected:
 };
 
 // Capacity minus one usable bytes at every index position, fill level and
-// string length: StrIn stores what fits and logs once if it stops short,
-// StrOut gives everything in order and stops short likewise, and the bytes
-// past its count stay untouched.
+// length: StrIn stores what fits, StrOut gives it in order, each logging
+// once if it stops short; bytes past the count stay untouched.
 TEST_F(Containers, RingAtEveryPositionFillAndLength) {
     for (int cap = 1; cap <= 9; ++cap) {
         ring(cap);
@@ -137,9 +136,8 @@ TEST_F(Containers, RingAtEveryPositionFillAndLength) {
                 for (int pre = 0; pre < cap; ++pre)
                     for (int len = 0; len <= cap; ++len) {
                         RingBuffer_Clean(ring_);
-                        uint8_t b = 0;
-                        for (int i = 0; i < at; ++i) RingBuffer_In(ring_, 0), RingBuffer_Out(ring_, &b);
                         Bytes expect = pattern(pre, 100), out(static_cast<size_t>(cap + 1), 0xCC);
+                        for (int i = 0; i < at; ++i) RingBuffer_In(ring_, 0xCC), RingBuffer_Out(ring_, out.data());
                         fill(expect);
                         const Bytes in = pattern(len, len);
                         const int stored = std::min(len, cap - 1 - pre), n = pre + stored;
@@ -321,8 +319,7 @@ std::pair<int, int> window(int fail_at, const std::function<void()> &fn) {
 
 // Every allocation of a creation fails in turn: nothing is handed out,
 // nothing is kept, and the ring says so.
-TEST(OutOfMemory, CreationFailsWholeAtEveryAllocation) {
-    Zev_Comm_SetPrintLev(5);
+TEST_F(Containers, CreationFailsWholeAtEveryAllocation) {
     testsupport::capture_stdout([] { ZEV_COMM_ERR("warm up\n"); });  // the first line may allocate
     // what, creation, its allocations (the ring: record, data; the queue:
     // record, slot array, one per slot), the line of a failure

@@ -19,6 +19,7 @@
 namespace {
 
 constexpr int kTotal = 1000000;
+[[maybe_unused]] const bool kQuiet = (Zev_Comm_SetPrintLev(0), true);  // full and empty are normal here
 uint8_t stream_byte(uint32_t i) { return static_cast<uint8_t>((i * 2654435761u) >> 24 ^ i); }  // position-dependent
 int chunk(uint32_t call, int max, int left) { return std::min(left, 1 + static_cast<int>(call * 40503u % unsigned(max))); }
 using Move = std::function<int(void *, uint8_t *, int)>;  // moves up to n bytes, gives how many
@@ -27,7 +28,6 @@ int byte_in(void *r, uint8_t *p, int n) { int i = 0; while (i < n && RingBuffer_
 int byte_out(void *r, uint8_t *p, int n) { int i = 0; while (i < n && RingBuffer_Out(r, p + i) == 1) ++i; return i; }
 
 TEST(Threads, RingOneProducerOneConsumer) {
-    Zev_Comm_SetPrintLev(0);  // full and empty are normal here
     // The Wait forms hold the lock through their sleeps: their peer is direct;
     // the waiting reader asks for little, so that the stream's end costs one sleep.
     const std::tuple<int, int, Move, Move> cases[] = {
@@ -63,7 +63,6 @@ TEST(Threads, RingOneProducerOneConsumer) {
         EXPECT_EQ(RingBuffer_GetDataSize(ring) + RingBuffer_Out(ring, buf.data()), 0) << "no byte more than was sent";
         RingBuffer_destroy(ring);
     }
-    Zev_Comm_SetPrintLev(5);
 }
 
 struct Element { uint32_t producer, seq; uint8_t payload[56]; };
@@ -76,7 +75,6 @@ Element element(uint32_t producer, uint32_t seq) {
 // Each consumer sees each producer's elements in the order pushed; over all
 // consumers every element arrives exactly once, whole.
 TEST(Threads, QueueProducersAndConsumers) {
-    Zev_Comm_SetPrintLev(0);
     // producers, consumers, capacity (1: always full or empty), elements
     for (const auto &[producers, consumers, capacity, elements] :
          {std::tuple{1u, 1, 1024, kTotal}, {4u, 3, 64, kTotal}, {2u, 2, 1, kTotal / 5}}) {
@@ -125,7 +123,6 @@ TEST(Threads, QueueProducersAndConsumers) {
         EXPECT_EQ(Zev_Queue_GetLen(q) + Zev_Queue_Pop(q, nullptr), -2) << "empty at the end";
         Zev_Queue_Destroy(q);
     }
-    Zev_Comm_SetPrintLev(5);
 }
 
 }  // namespace
