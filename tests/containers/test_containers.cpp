@@ -307,7 +307,6 @@ TEST_F(Containers, QueueEverySlotIsUsable) {
     }
 }
 
-
 // Runs fn with the fail_at-th allocation failing (0: none); gives the calls
 // made and the blocks still live.
 std::pair<int, int> window(int fail_at, const std::function<void()> &fn) {
