@@ -1,9 +1,9 @@
-// The temperature test mode on ("ft=TEMP" inside a longer word of the
-// kernel command line): CPU 66 unless overridden, NTC 37 without a request,
-// but only once the PMU device is there. Runs in its own process, since the
-// mode and the PMU descriptor are kept per process.
+// The temperature test mode on ("ft=TEMP" inside a longer word of the kernel
+// command line), in a process of its own since the mode and the PMU
+// descriptor are kept per process; the steps run in this order.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,84 +15,35 @@
 #include "log_lines.hpp"
 #include "testbed.hpp"
 
-using testsupport::capture_stdout;
-using testsupport::summarise;
+using Lines = std::vector<std::string>;
+Lines logged(const std::function<void()> &fn) { return testsupport::summarise(testsupport::capture_stdout(fn)); }
 
-namespace {
-
-const std::string kCmdLine = "console=ttyS0 mode=soft=TEMPERATE quiet\n";
-
-// One testbed for the whole program, removed after the last test.
-testsupport::Testbed *g_bed = nullptr;
-
-testsupport::Testbed &bed() {
-    if (g_bed == nullptr) g_bed = new testsupport::Testbed;
-    return *g_bed;
-}
-
-struct BedCleanup : ::testing::Environment {
-    void TearDown() override {
-        delete g_bed;
-        g_bed = nullptr;
-    }
-};
-[[maybe_unused]] const auto *const kCleanup = ::testing::AddGlobalTestEnvironment(new BedCleanup);
-
-class TestMode : public ::testing::Test {
-protected:
-    void SetUp() override {
-        REQUIRE_TESTBED();
-        ASSERT_TRUE(bed().write("/proc/cmdline", kCmdLine));
-        ASSERT_TRUE(bed().write("/sys/devices/virtual/mstar/msys/TEMP_R", "Temperature 45\n"));
-        Zev_Comm_SetPrintLev(7);
-        s_iCpuTempTest = 0;
-    }
-};
-
-TEST_F(TestMode, NtcWithoutDeviceIsZeroAndAsksNoMode) {
+TEST(TempTestMode, CpuSixtySixAndNtcThirtySevenOnceTheDeviceIsThere) {
+    REQUIRE_TESTBED();
+    testsupport::Testbed bed;
+    const std::string cmdline = "console=ttyS0 mode=soft=TEMPERATE quiet\n";
+    ASSERT_TRUE(bed.write("/proc/cmdline", cmdline) && bed.write("/sys/devices/virtual/mstar/msys/TEMP_R", "Temperature 45\n"));
+    Zev_Comm_SetPrintLev(7);
+    // Without the device the NTC reading is 0 and does not ask for the mode.
     int32_t r = -1;
-    const auto lines = summarise(capture_stdout([&] { r = Zev_Pmu_GetNtcTemperature(); }));
+    EXPECT_EQ(logged([&] { r = Zev_Pmu_GetNtcTemperature(); }),
+              (Lines{"ERR ZevPmuInit :/dev/ip_6303 not exist\n", "ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
+                     "ERR Zev_Pmu_GetNtcTemperature :pmu not initialized, please initialized first\n"}));
     EXPECT_EQ(r, 0);
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[2], "ERR Zev_Pmu_GetNtcTemperature :pmu not initialized, please initialized first\n");
-}
-
-TEST_F(TestMode, ModeIsOnAndTheFirstLookLogsTheLine) {
-    int32_t r = -1;
-    const auto lines = summarise(capture_stdout([&] { r = Zev_Comm_IsTempTestMode(); }));
-    EXPECT_EQ(r, 1);
-    EXPECT_EQ(lines, (std::vector<std::string>{"WAR Zev_Comm_CheckCmdLime :cmdline[ft=TEMP]: " + kCmdLine,
-                                               "VER Zev_Comm_CheckCmdLime :get cmdline: ft=TEMPERATE quiet\n"}));
-    // Read once: a later command line changes nothing.
-    ASSERT_TRUE(bed().write("/proc/cmdline", "console=ttyS0\n"));
-    EXPECT_EQ(capture_stdout([&] { r = Zev_Comm_IsTempTestMode(); }), "");
-    EXPECT_EQ(r, 1);
-}
-
-TEST_F(TestMode, CpuReadsSixtySixUnlessOverridden) {
-    const struct {
-        int32_t override_value;
-        int32_t result;
-    } cases[] = {{0, 66}, {50, 50}, {-4, -4}, {0, 66}};
-    for (const auto &c : cases) {
-        s_iCpuTempTest = c.override_value;
-        EXPECT_EQ(Zev_Comm_GetCPUTemp(), c.result) << c.override_value;
+    // So the first look is this one, and it is kept.
+    EXPECT_EQ(logged([&] { r = Zev_Comm_IsTempTestMode(); }),
+              (Lines{"WAR Zev_Comm_CheckCmdLime :cmdline[ft=TEMP]: " + cmdline,
+                     "VER Zev_Comm_CheckCmdLime :get cmdline: ft=TEMPERATE quiet\n"}));
+    ASSERT_TRUE(bed.write("/proc/cmdline", "console=ttyS0\n"));
+    EXPECT_EQ(logged([&] { r += Zev_Comm_IsTempTestMode(); }), Lines{});
+    EXPECT_EQ(r, 2);
+    for (const auto &[set, result] : {std::pair{0, 66}, {50, 50}, {-4, -4}, {0, 66}}) {
+        s_iCpuTempTest = set;
+        EXPECT_EQ(Zev_Comm_GetCPUTemp(), result) << set;
     }
-}
-
-TEST_F(TestMode, NtcIsThirtySevenWithoutARequest) {
-    testsupport::IoctlDevice driver(bed().get(), "/dev/ip_6303");
-    ASSERT_TRUE(driver.attached());
-    int32_t r = -1;
-    const auto lines = summarise(capture_stdout([&] { r = Zev_Pmu_GetNtcTemperature(); }));
+    // With the device: 37 without a request.
+    testsupport::IoctlDevice driver(bed.get(), "/dev/ip_6303");
+    EXPECT_EQ(logged([&] { r = Zev_Pmu_GetNtcTemperature(); }), Lines{"VER Zev_Pmu_GetNtcTemperature :37 du\n"});
     EXPECT_EQ(r, 37);
-    EXPECT_EQ(lines, std::vector<std::string>{"VER Zev_Pmu_GetNtcTemperature :37 du\n"});
-    EXPECT_TRUE(driver.calls().empty());
-    // The other readings still ask the driver.
-    driver.answer([](unsigned long, int32_t) { return testsupport::IoctlAnswer{0, 0, 12000}; });
-    capture_stdout([&] { r = Zev_Pmu_GetVoltage(0); });
-    EXPECT_EQ(r, 12000);
-    EXPECT_EQ(driver.calls().size(), 1u);
+    EXPECT_TRUE(driver.attached() && driver.calls().empty());
 }
-
-}  // namespace

@@ -1,4 +1,3 @@
-# Ring buffer and queue: behaviour, creation out of memory, and threads.
-comm_add_test(test_containers SOURCES containers/test_ring.cpp containers/test_queue.cpp containers/sync_spy.cpp)
-comm_add_test(test_containers_oom SOURCES containers/test_out_of_memory.cpp)
+# Ring buffer and queue: edges and creation out of memory, and threads.
+comm_add_test(test_containers SOURCES containers/test_containers.cpp)
 comm_add_test(test_containers_threads SOURCES containers/test_threads.cpp LABELS threads)

@@ -3,7 +3,6 @@
 #include <umockdev.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "board_devnode.hpp"
 
@@ -22,10 +21,10 @@ gboolean on_handle_ioctl(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpoin
     const unsigned long request = umockdev_ioctl_client_get_request(client);
     if (dev->takes_word(request)) {
         comm::sim::serve_word_request(client, serve_word, dev);
-        return TRUE;
+    } else {
+        const IoctlAnswer a = dev->handle(request, 0, false);
+        umockdev_ioctl_client_complete(client, a.result == 0 ? 0 : -1, a.error);
     }
-    const IoctlAnswer a = dev->handle(request, 0, false);
-    umockdev_ioctl_client_complete(client, a.result == 0 ? 0 : -1, a.error);
     return TRUE;
 }
 
@@ -45,9 +44,9 @@ IoctlDevice::IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode, s
     g_free(root);
 }
 
+// The handler stays with the testbed (a descriptor may still be open on it):
+// it only stops calling back into this object.
 IoctlDevice::~IoctlDevice() {
-    // The handler stays with the testbed (a descriptor may still be open on
-    // it); only stop it from calling back into this object.
     if (handler_ == nullptr) return;
     g_signal_handlers_disconnect_by_data(handler_, this);
     g_object_unref(handler_);
@@ -57,12 +56,10 @@ void IoctlDevice::answer(std::function<IoctlAnswer(unsigned long, int32_t)> fn) 
     std::lock_guard<std::mutex> lock(mu_);
     answer_ = std::move(fn);
 }
-
 std::vector<IoctlCall> IoctlDevice::calls() const {
     std::lock_guard<std::mutex> lock(mu_);
     return calls_;
 }
-
 void IoctlDevice::clear_calls() {
     std::lock_guard<std::mutex> lock(mu_);
     calls_.clear();
@@ -75,8 +72,7 @@ bool IoctlDevice::takes_word(unsigned long request) const {
 IoctlAnswer IoctlDevice::handle(unsigned long request, int32_t word_in, bool has_word) {
     std::lock_guard<std::mutex> lock(mu_);
     calls_.push_back({request, has_word ? word_in : 0});
-    if (answer_) return answer_(request, word_in);
-    return {0, 0, word_in};
+    return answer_ ? answer_(request, word_in) : IoctlAnswer{0, 0, word_in};
 }
 
 }  // namespace testsupport

@@ -1,7 +1,6 @@
-// A device node in a umockdev testbed whose ioctl requests are answered by
-// the test: each request that carries the address of a 32-bit word is
-// recorded with the word it brought, and the test's answer decides the word
-// that goes back and the result (0, or -1 with an errno).
+// A device node in a umockdev testbed whose ioctl requests the test answers:
+// each is recorded with the 32-bit word it carries, and the answer decides
+// the word handed back and the result (0, or -1 with an errno).
 #pragma once
 
 #include <cstdint>
@@ -22,33 +21,23 @@ struct IoctlCall {
 };
 
 struct IoctlAnswer {
-    int result = 0;   // 0 done, else the request fails with -1
-    int error = 0;    // errno for a failing request
-    int32_t word = 0; // the word handed back on success
+    int result = 0;    // 0 done, else the request fails with -1
+    int error = 0;     // errno of a failing request
+    int32_t word = 0;  // the word handed back on success
 };
 
 class IoctlDevice {
 public:
-    // Creates `devnode` (e.g. "/dev/ip_6303") in the testbed and answers its
-    // requests. Requests in `no_argument` carry no word (e.g. TIOCCONS).
-    IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode,
-                std::vector<unsigned long> no_argument = {});
+    // Creates `devnode` in the testbed; requests in `no_argument` carry no word.
+    IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode, std::vector<unsigned long> no_argument = {});
     ~IoctlDevice();
-    IoctlDevice(const IoctlDevice &) = delete;
-    IoctlDevice &operator=(const IoctlDevice &) = delete;
-
     bool attached() const { return handler_ != nullptr; }
-
-    // Decides the answer to each request; by default the word comes back
-    // unchanged with result 0.
+    // By default the word comes back unchanged with result 0.
     void answer(std::function<IoctlAnswer(unsigned long request, int32_t word_in)> fn);
-
     std::vector<IoctlCall> calls() const;  // every request so far, in order
     void clear_calls();
-
-    // Called by the handler on umockdev's thread.
     IoctlAnswer handle(unsigned long request, int32_t word_in, bool has_word);
-    bool takes_word(unsigned long request) const;
+    bool takes_word(unsigned long request) const;  // these two for the handler, on umockdev's thread
 
 private:
     mutable std::mutex mu_;
