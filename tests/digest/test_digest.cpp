@@ -3,9 +3,11 @@
 // against the values of its table rule and a bit-at-a-time reference.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "comm_digest.h"
@@ -23,6 +25,7 @@ std::string hex(const unsigned char *d) {
 // A plain reading of RFC 1321: padding by bytes, constants from sin().
 std::string reference_md5(Bytes m) {
     static const int shifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
+    static const int step[4] = {1, 5, 3, 7}, first[4] = {0, 1, 5, 0};  // message word of step i
     const uint64_t bits = static_cast<uint64_t>(m.size()) * 8;
     m.push_back(0x80);
     while (m.size() % 64 != 56) m.push_back(0);
@@ -31,23 +34,11 @@ std::string reference_md5(Bytes m) {
     for (size_t off = 0; off < m.size(); off += 64) {
         uint32_t w[16] = {}, a = h[0], b = h[1], c = h[2], d = h[3];
         for (int i = 0; i < 64; ++i) w[i / 4] |= static_cast<uint32_t>(m[off + i]) << (8 * (i % 4));
-        for (int i = 0; i < 64; ++i) {
-            const int round = i / 16;
-            const uint32_t f = round == 0   ? (b & c) | (~b & d)
-                               : round == 1 ? (d & b) | (~d & c)
-                               : round == 2 ? b ^ c ^ d
-                                            : c ^ (b | ~d);
-            const int g = round == 0   ? i
-                          : round == 1 ? (5 * i + 1) % 16
-                          : round == 2 ? (3 * i + 5) % 16
-                                       : (7 * i) % 16;
+        for (int i = 0, r = 0; i < 64; r = ++i / 16) {
+            const uint32_t f[4] = {(b & c) | (~b & d), (d & b) | (~d & c), b ^ c ^ d, c ^ (b | ~d)};
             const uint32_t k = static_cast<uint32_t>(std::floor(std::fabs(std::sin(i + 1.0)) * 4294967296.0));
-            const uint32_t sum = a + f + k + w[g];
-            const int s = shifts[round][i % 4];
-            a = d;
-            d = c;
-            c = b;
-            b += (sum << s) | (sum >> (32 - s));
+            const uint32_t sum = a + f[r] + k + w[(step[r] * i + first[r]) % 16];
+            std::tie(a, b, c, d) = std::make_tuple(d, b + std::rotl(sum, shifts[r][i % 4]), b, c);
         }
         h[0] += a, h[1] += b, h[2] += c, h[3] += d;
     }
@@ -103,17 +94,17 @@ TEST(Md5, Rfc1321Suite) {
         EXPECT_EQ(reference_md5(m), c.digest) << "reference: " << c.input;
         EXPECT_EQ(one_call(m.data(), m.size()), c.digest) << c.input;
         EXPECT_EQ(streamed(m, {}), c.digest) << c.input;
-        // Both text forms write exactly 32 characters, no terminator.
-        char text[48];
-        memset(text, 0x5A, sizeof text);
-        dir_md5_string(text, m.data(), static_cast<uint32_t>(m.size()));
-        EXPECT_EQ(std::string(text, sizeof text), c.digest + std::string(16, 0x5A)) << c.input;
-        MD5Context ctx;
-        MD5Init(&ctx);
-        MD5Update(&ctx, m.data(), static_cast<uint32_t>(m.size()));
-        memset(text, 0x5A, sizeof text);
-        MD5FinalString(text, &ctx);
-        EXPECT_EQ(std::string(text, sizeof text), c.digest + std::string(16, 0x5A)) << c.input;
+        for (bool streaming : {false, true}) {  // both text forms write 32 characters, no terminator
+            char text[48];
+            memset(text, 0x5A, sizeof text);
+            MD5Context ctx;
+            MD5Init(&ctx);
+            MD5Update(&ctx, m.data(), static_cast<uint32_t>(m.size()));
+            streaming ? MD5FinalString(text, &ctx)
+                      : dir_md5_string(text, m.data(), static_cast<uint32_t>(m.size()));
+            EXPECT_EQ(std::string(text, sizeof text), c.digest + std::string(16, 0x5A))
+                << c.input << streaming;
+        }
     }
 }
 
@@ -173,21 +164,16 @@ TEST(Crc8, KnownValues) {
         const void *in;
         uint32_t len, start, crc;
     } cases[] = {
-        {"123456789", 9, 0x00, 0x7C},
-        {"123456789", 9, 0xFF, 0x7F},
-        {&one, 1, 0, 0xF7},  // table entries 1, 2, 128 and 255
-        {&two, 1, 0, 0xB9},
-        {&high, 1, 0, 0xAB},
-        {&all, 1, 0, 0x9F},
-        {&all, 1, 0xFF, 0x00},          // entry 0
-        {nullptr, 0, 0xC3, 0xC3},       // length 0 does not read the pointer
-        {"123456789", 9, 0x100, 0x7C},  // only the low 8 bits of the start count
-        {"123456789", 9, 0xFFFFFFFF, 0x7F},
-        {nullptr, 0, 0x1A5, 0xA5},
+        // clang-format off
+        {"123456789", 9, 0x00, 0x7C}, {"123456789", 9, 0xFF, 0x7F},
+        {&one, 1, 0, 0xF7}, {&two, 1, 0, 0xB9}, {&high, 1, 0, 0xAB}, {&all, 1, 0, 0x9F},  // table entries 1, 2, 128, 255
+        {&all, 1, 0xFF, 0x00},  // entry 0
+        {nullptr, 0, 0xC3, 0xC3}, {nullptr, 0, 0x1A5, 0xA5},  // length 0 does not read the pointer
+        {"123456789", 9, 0x100, 0x7C}, {"123456789", 9, 0xFFFFFFFF, 0x7F},  // only the start's low 8 bits count
+        // clang-format on
     };
-    for (const auto &c : cases) {
+    for (const auto &c : cases)
         EXPECT_EQ(Zev_Comm_CheckCrc8(c.in, c.len, c.start), c.crc) << c.len << " from " << c.start;
-    }
 }
 
 TEST(Crc8, AgreesWithTheReferenceAtEveryLengthAndAlignment) {

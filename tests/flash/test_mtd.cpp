@@ -50,21 +50,16 @@ TEST_F(Mtd, LookupOfSizeAndPath) {
         uint32_t size;
         const char *path;  // null: not found
     } cases[] = {
+        // clang-format off
         {"KEY_CUST", 0x8000, "/dev/mtdblock2"},  // not the KEY_CUST1 line before it
-        {"KEY_CUST1", 0x8000, "/dev/mtdblock1"},
-        {"KERNEL", 0x200000, "/dev/mtdblock5"},
-        {"BADSIZE", 0, "/dev/mtdblock6"},
-        {"NOCOLON", 0, nullptr},
-        {"SHORTCOLON", 0, nullptr},
+        {"KEY_CUST1", 0x8000, "/dev/mtdblock1"}, {"KERNEL", 0x200000, "/dev/mtdblock5"}, {"BADSIZE", 0, "/dev/mtdblock6"},
+        {"NOCOLON", 0, nullptr}, {"SHORTCOLON", 0, nullptr}, {"KEY", 0, nullptr}, {"key_cust", 0, nullptr},
         {"LONGINDEX", 0x1000, nullptr},  // the path would not fit 64 bytes
-        {name61.c_str(), 0x2000, "/dev/mtdblock10"},
-        {name62.c_str(), 0, nullptr},  // too long for the search key
-        {"KEY", 0, nullptr},
-        {"key_cust", 0, nullptr},
+        {name61.c_str(), 0x2000, "/dev/mtdblock10"}, {name62.c_str(), 0, nullptr},  // too long for the search key
         {"", 0x1000, "/dev/mtdblock12"},  // the key "" is in that line
-        {"LONGLINE", 0x3000, "/dev/mtdblock13"},
+        {"LONGLINE", 0x3000, "/dev/mtdblock13"}, {nullptr, 0, nullptr},
         {"LATEKEY", 0, nullptr},  // its key lands in a piece without "mtd" and colon
-        {nullptr, 0, nullptr},
+        // clang-format on
     };
     for (const auto &c : cases) {
         const std::string label = c.name ? std::string(c.name).substr(0, 12) : "(null)";
@@ -77,21 +72,16 @@ TEST_F(Mtd, LookupOfSizeAndPath) {
                      "DBG Zev_Comm_GetMtdPartSize :part6:size = 0 (0x0)\n"}));
     EXPECT_EQ(logged([] { Zev_Comm_GetMtdPath("KERNEL"); }),
               Lines{"DBG Zev_Comm_GetMtdPath :\"KERNEL\" strPath = /dev/mtdblock5\n"});
-    // Both lookups hand out one buffer, which failures leave alone.
+    // Both lookups hand out one buffer, which failures leave alone; a name
+    // not found, or no list at all, is silent.
     char *path = Zev_Comm_GetMtdPath("KEY_CUST");
-    for (const char *name : {"MISSING", "NOCOLON", "LONGINDEX", name62.c_str(), (const char *)nullptr}) {
-        const std::string out = capture_stdout([&] { EXPECT_EQ(Zev_Comm_GetMtdPath(name), nullptr); });
-        EXPECT_STREQ(path, "/dev/mtdblock2");
-        EXPECT_TRUE(out.empty() || (name != nullptr && std::string(name) != "MISSING")) << out;
-    }
+    for (const char *name : {"NOCOLON", "LONGINDEX", name62.c_str()}) Zev_Comm_GetMtdPath(name);
+    EXPECT_EQ(capture_stdout([] { Zev_Comm_GetMtdPath("MISSING"), Zev_Comm_GetMtdPath(nullptr); }), "");
+    EXPECT_STREQ(path, "/dev/mtdblock2");
     EXPECT_EQ(Zev_Comm_GetMtdPath("SETTINGS"), path);
-    EXPECT_STREQ(path, "/dev/mtdblock3");
     ASSERT_TRUE(flash_->bed().remove("/proc/mtd"));
     EXPECT_EQ(capture_stdout([] {
-                  EXPECT_EQ(Zev_Comm_GetMtdPartSize("KEY_CUST"), 0u);
-                  EXPECT_EQ(Zev_Comm_GetMtdPath("KEY_CUST"), nullptr);
-                  Zev_Comm_SetPrintLev(3);
-                  EXPECT_EQ(Zev_Comm_GetMtdPartSize("KEY_CUST"), 0u);
+                  EXPECT_EQ(Zev_Comm_GetMtdPartSize("KEY_CUST") + !!Zev_Comm_GetMtdPath("KEY_CUST"), 0u);
               }),
               "");
     EXPECT_STREQ(path, "/dev/mtdblock3");
@@ -105,88 +95,83 @@ TEST_F(Mtd, RawBlockTransfers) {
     FILE *held = fopen(flash_->image_path(2).c_str(), "rb");
     EXPECT_EQ(flash_->open_on_image(2), 1);  // the count sees an open descriptor
     fclose(held);
-    // Written by index or path, read back through the other form.
+    // Written by index or path, read back through the other form; length 0
+    // moves nothing.
     const struct {
         int index;
-        int32_t offset;
+        int32_t offset, len;
         bool by_path;
-    } rows[] = {{2, 0x100, true}, {1, 0x7FF0, false}, {5, 0, true}, {5, 0xFFD, false}};
+    } rows[] = {{2, 0x100, 3, true},  {1, 0x7FF0, 3, false}, {5, 0, 3, true},
+                {5, 0xFFD, 3, false}, {2, 0x10, 0, true},    {2, 0x10, 0, false}};
     for (const auto &r : rows) {
         const std::string dev = "/dev/mtdblock" + std::to_string(r.index);
         Bytes want = flash_->image(r.index);
-        memcpy(&want[r.offset], "abc", 3);
-        char back[3] = {};
+        memcpy(&want[r.offset], "abc", r.len);
+        char back[3] = {'q', 'q', 'q'};
         EXPECT_EQ(capture_stdout([&] {
-                      EXPECT_EQ(r.by_path ? Zev_Comm_MtdBlockWrite_ByPath(dev.c_str(), r.offset, "abc", 3)
-                                          : Zev_Comm_MtdBlockWrite(r.index, r.offset, "abc", 3),
+                      EXPECT_EQ(r.by_path ? Zev_Comm_MtdBlockWrite_ByPath(dev.c_str(), r.offset, "abc", r.len)
+                                          : Zev_Comm_MtdBlockWrite(r.index, r.offset, "abc", r.len),
                                 0);
-                      EXPECT_EQ(r.by_path ? Zev_Comm_MtdBlocRead(r.index, r.offset, back, 3)
-                                          : Zev_Comm_MtdBlocRead_ByPath(dev.c_str(), r.offset, back, 3),
+                      EXPECT_EQ(r.by_path ? Zev_Comm_MtdBlocRead(r.index, r.offset, back, r.len)
+                                          : Zev_Comm_MtdBlocRead_ByPath(dev.c_str(), r.offset, back, r.len),
                                 0);
                   }),
                   "")
             << dev;
         EXPECT_EQ(flash_->image(r.index), want) << dev;
-        EXPECT_EQ(std::string(back, 3), "abc") << dev;
+        EXPECT_EQ(std::string(back, 3), std::string("abc", r.len) + std::string(3 - r.len, 'q')) << dev;
         EXPECT_EQ(flash_->open_on_image(r.index), 0) << dev;
     }
-    // Length 0 moves nothing.
-    const Bytes before = flash_->image(2);
-    char buf[4] = {'q'};
-    EXPECT_EQ(Zev_Comm_MtdBlockWrite(2, 0x10, "abc", 0), 0);
-    EXPECT_EQ(Zev_Comm_MtdBlockWrite_ByPath("/dev/mtdblock2", 0x10, "abc", 0), 0);
-    EXPECT_EQ(Zev_Comm_MtdBlocRead(2, 0x10, buf, 0), 0);
-    EXPECT_EQ(Zev_Comm_MtdBlocRead_ByPath("/dev/mtdblock2", 0x10, buf, 0), 0);
-    EXPECT_EQ(buf[0], 'q');
-    EXPECT_EQ(flash_->image(2), before);
     // A short read keeps what arrived.
-    memset(buf, 0xEE, 4);
-    capture_stdout([&] { EXPECT_EQ(Zev_Comm_MtdBlocRead(5, 0xFFE, buf, 4), -6); });
-    EXPECT_EQ(Bytes(buf, buf + 4), (Bytes{'b', 'c', 0xEE, 0xEE}));
+    char buf[4] = {'q', 'q', 'q', 'q'};
+    EXPECT_EQ(Zev_Comm_MtdBlocRead(5, 0xFFE, buf, 4), -6);
+    EXPECT_EQ(std::string(buf, 4), "bcqq");
 }
 
 TEST_F(Mtd, RawBlockFailures) {
     flash_->add_device(5, 0x1000);
-    const std::string long_path = "/dev/mtdblock2" + std::string(20, '/');  // 34 characters
-    const std::string cut = long_path.substr(0, 31);
-    char buf[8];
+    const std::string long_path = "/dev/mtdblock2" + std::string(20, '/');  // shown cut to 31 characters
+    const char *const m2 = "/dev/mtdblock2", *const m5 = "/dev/mtdblock5", *const m9 = "/dev/mtdblock9";
     const struct {
-        std::function<int()> call;
+        bool write, by_path;
+        const char *dev;
+        int32_t offset, len;
         int code;
-        std::string line;  // at print level 6
     } cases[] = {
-        {[] { return Zev_Comm_MtdBlockWrite(9, 16, "abc", 3); }, -4,
-         "WAR Zev_Comm_MtdBlockWrite :[/dev/mtdblock9] iRetLen:0,offset:16 len:3, ret = -4\n"},
-        {[] { return Zev_Comm_MtdBlockWrite(2, -1, "abc", 3); }, -5,
-         "WAR Zev_Comm_MtdBlockWrite :[/dev/mtdblock2] iRetLen:0,offset:-1 len:3, ret = -5\n"},
-        {[] { return Zev_Comm_MtdBlockWrite_ByPath("/dev/nothing", 0, "abc", 3); }, -4,
-         "WAR Zev_Comm_MtdBlockWrite_ByPath :[/dev/nothing] offset:0 len:3, ret = -4\n"},
-        {[] { return Zev_Comm_MtdBlockWrite_ByPath("/dev/mtdblock2", -4096, "abc", 3); }, -5,
-         "WAR Zev_Comm_MtdBlockWrite_ByPath :[/dev/mtdblock2] offset:-4096 len:3, ret = -5\n"},
-        {[] { return Zev_Comm_MtdBlockWrite_ByPath("/dev/mtdblock2", 0, "abc", -1); }, -6,
-         "WAR Zev_Comm_MtdBlockWrite_ByPath :[/dev/mtdblock2] offset:0 len:-1, ret = -6\n"},
-        {[&] { return Zev_Comm_MtdBlockWrite_ByPath(long_path.c_str(), 0, "abc", 3); }, -4,
-         "WAR Zev_Comm_MtdBlockWrite_ByPath :[" + cut + "] offset:0 len:3, ret = -4\n"},
-        {[&] { return Zev_Comm_MtdBlocRead(9, 0, buf, 3); }, -4,
-         "VER Zev_Comm_MtdBlocRead :[/dev/mtdblock9] ret = -4\n"},
-        {[&] { return Zev_Comm_MtdBlocRead(5, 0xFFE, buf, 4); }, -6,
-         "VER Zev_Comm_MtdBlocRead :[/dev/mtdblock5] ret = -6\n"},
-        {[&] { return Zev_Comm_MtdBlocRead_ByPath("/dev/mtdblock5", -1, buf, 4); }, -5,
-         "VER Zev_Comm_MtdBlocRead_ByPath :[/dev/mtdblock5] ret = -5\n"},
-        {[&] { return Zev_Comm_MtdBlocRead_ByPath("/dev/mtdblock5", 0, buf, -8); }, -6,
-         "VER Zev_Comm_MtdBlocRead_ByPath :[/dev/mtdblock5] ret = -6\n"},
-        {[&] { return Zev_Comm_MtdBlocRead_ByPath(long_path.c_str(), 0, buf, 3); }, -4,
-         "VER Zev_Comm_MtdBlocRead_ByPath :[" + cut + "] ret = -4\n"},
+        // clang-format off
+        {true, false, m9, 16, 3, -4},  {true, false, m2, -1, 3, -5},   {true, true, "/dev/nothing", 0, 3, -4},
+        {true, true, m2, -4096, 3, -5}, {true, true, m2, 0, -1, -6},   {true, true, long_path.c_str(), 0, 3, -4},
+        {false, false, m9, 0, 3, -4},  {false, false, m5, 0xFFE, 4, -6}, {false, true, m5, -1, 4, -5},
+        {false, true, m5, 0, -8, -6},  {false, true, long_path.c_str(), 0, 3, -4},
+        // clang-format on
     };
     const Bytes image2 = flash_->image(2), image5 = flash_->image(5);
     for (int level : {6, 5}) {
         Zev_Comm_SetPrintLev(level);
         for (const auto &c : cases) {
+            const int index = c.dev[strlen(c.dev) - 1] - '0';
+            char buf[8] = "abc", line[160];
+            if (c.write && !c.by_path)
+                snprintf(line, sizeof line,
+                         "WAR Zev_Comm_MtdBlockWrite :[%s] iRetLen:0,offset:%d len:%d, ret = %d\n", c.dev,
+                         c.offset, c.len, c.code);
+            if (c.write && c.by_path)
+                snprintf(line, sizeof line,
+                         "WAR Zev_Comm_MtdBlockWrite_ByPath :[%.31s] offset:%d len:%d, ret = %d\n", c.dev,
+                         c.offset, c.len, c.code);
+            if (!c.write)
+                snprintf(line, sizeof line, "VER Zev_Comm_MtdBlocRead%s :[%.31s] ret = %d\n",
+                         c.by_path ? "_ByPath" : "", c.dev, c.code);
             int r = 0;
-            const bool shown = c.line[0] == 'W' || level == 6;
-            EXPECT_EQ(logged([&] { r = c.call(); }), shown ? Lines{c.line} : Lines{}) << c.line << level;
-            EXPECT_EQ(r, c.code) << c.line;
-            EXPECT_EQ(flash_->open_on_image(2) + flash_->open_on_image(5), 0) << c.line;
+            const Lines lines = logged([&] {
+                r = c.write ? (c.by_path ? Zev_Comm_MtdBlockWrite_ByPath(c.dev, c.offset, buf, c.len)
+                                         : Zev_Comm_MtdBlockWrite(index, c.offset, buf, c.len))
+                            : (c.by_path ? Zev_Comm_MtdBlocRead_ByPath(c.dev, c.offset, buf, c.len)
+                                         : Zev_Comm_MtdBlocRead(index, c.offset, buf, c.len));
+            });
+            EXPECT_EQ(lines, c.write || level == 6 ? Lines{line} : Lines{}) << line << level;
+            EXPECT_EQ(r, c.code) << line;
+            EXPECT_EQ(flash_->open_on_image(2) + flash_->open_on_image(5), 0) << line;
         }
     }
     EXPECT_EQ(flash_->image(2), image2);
@@ -247,13 +232,10 @@ TEST_F(Mtd, ManagerKeyFailuresComeBeforeAnyDevice) {
         int code;
         const char *shown;
     } cases[] = {
-        {nullptr, -1, "UNK"},
-        {"MTD_PART_NOPE", -2, "MTD_PART_NOPE"},
-        {"", -2, ""},
-        {"mtd_part_sn", -2, "mtd_part_sn"},
-        {"MTD_PART_SN ", -2, "MTD_PART_SN "},
-        {"MTD_PART_END", -3, "MTD_PART_END"},
-        {"MTD_PART_SN", -32, "MTD_PART_SN"},
+        // clang-format off
+        {nullptr, -1, "UNK"}, {"MTD_PART_NOPE", -2, "MTD_PART_NOPE"}, {"", -2, ""}, {"mtd_part_sn", -2, "mtd_part_sn"},
+        {"MTD_PART_SN ", -2, "MTD_PART_SN "}, {"MTD_PART_END", -3, "MTD_PART_END"}, {"MTD_PART_SN", -32, "MTD_PART_SN"},
+        // clang-format on
     };
     char buf[4] = {};
     for (const auto &c : cases) {
