@@ -40,16 +40,12 @@ TEST(ReadLine, SplitsStreams) {
         std::string input;
         Read expected;
     } cases[] = {
-        {"abc\n", {"abc", "", kEnd}},
-        {"abc", {"abc", kEnd}},
-        {"", {"", kEnd}},
-        {"\n", {"", "", kEnd}},
-        {"a\r\nb\n", {"a\r", "b", "", kEnd}},
-        {"\xff\xfe\n\xff", {"\xff\xfe", "\xff", kEnd}},  // 0xFF data is not the end
-        {c255 + "\n", {c255, "", kEnd}},
-        {c256 + "\n", {std::string(255, 'b'), "", "", kEnd}},  // the 256th is lost under the terminator
-        {c300 + "\n", {c300.substr(0, 255), c300.substr(256), "", kEnd}},
-        {c300, {c300.substr(0, 255), c300.substr(256), kEnd}},
+        // clang-format off
+        {"abc\n", {"abc", "", kEnd}},   {"abc", {"abc", kEnd}},   {"", {"", kEnd}},   {"\n", {"", "", kEnd}},
+        {"a\r\nb\n", {"a\r", "b", "", kEnd}},  {"\xff\xfe\n\xff", {"\xff\xfe", "\xff", kEnd}},  // 0xFF data is not the end
+        {c255 + "\n", {c255, "", kEnd}},  {c256 + "\n", {std::string(255, 'b'), "", "", kEnd}},  // the 256th is lost
+        {c300 + "\n", {c300.substr(0, 255), c300.substr(256), "", kEnd}},  {c300, {c300.substr(0, 255), c300.substr(256), kEnd}},
+        // clang-format on
     };
     for (const auto &c : cases) {
         FILE *f = tmpfile();
@@ -84,42 +80,25 @@ TEST(ReadLine, OneBufferAndFailingStreams) {
 
 TEST(SnBeforeStart, ReadsSeeAZeroImageAndWritesAreRefused) {
     Zev_Comm_SetPrintLev(5);
-    const struct {
-        uint32_t type;
-        int result;
-        unsigned char byte;  // what DataOut holds afterwards
-    } reads[] = {{0x01, -1, 0xEE}, {0x02, -2, 0xEE}, {0x04, -2, 0xEE}, {0x40, -3, 0xEE},
-                 {0x08, 0, 0x00},  {0x10, 0, 0x00},  {0x20, -3, 0xEE}, {0x00, 0, 0xEE}};
+    // clang-format off
+    const struct { uint32_t type; int result; unsigned char byte; /* in DataOut afterwards */ } reads[] = {
+        {0x01, -1, 0xEE}, {0x02, -2, 0xEE}, {0x04, -2, 0xEE}, {0x40, -3, 0xEE},
+        {0x08, 0, 0x00},  {0x10, 0, 0x00},  {0x20, -3, 0xEE}, {0x00, 0, 0xEE}};
+    // clang-format on
     for (const auto &c : reads) {
-        unsigned char out[8];
-        memset(out, 0xEE, sizeof out);
-        capture_stdout(
-            [&] { EXPECT_EQ(Zev_SnManager_GetData(c.type, out, sizeof out), c.result) << c.type; });
-        EXPECT_EQ(std::vector<unsigned char>(out, out + 8), std::vector<unsigned char>(8, c.byte)) << c.type;
+        std::string out(8, '\xEE');
+        capture_stdout([&] { EXPECT_EQ(Zev_SnManager_GetData(c.type, out.data(), 8), c.result) << c.type; });
+        EXPECT_EQ(out, std::string(8, static_cast<char>(c.byte))) << c.type;
     }
     // Not started comes before the value's test; nothing reaches the settings library.
     settings_fake::reset();
-    const unsigned char zeros[3] = {0, 0, 0};
-    const struct {
-        uint32_t type;
-        const void *value;
-        int32_t size;
-        Lines lines;
-    } writes[] = {
-        {0x01, "SN1", 3, {"ERR Zev_SnManager_Update :Err ret=-10\n"}},
-        {0x01, zeros, 3, {"ERR Zev_SnManager_Update :Err ret=-10\n"}},
-        {0x20,
-         nullptr,
-         0,
-         {"WAR Zev_SnManager_Update :DataIn=0x0, size=0, erase type:32\n",
-          "ERR Zev_SnManager_Update :Err ret=-10\n"}},
-    };
-    for (const auto &c : writes) {
-        int r = 0;
-        EXPECT_EQ(summarise(capture_stdout([&] { r = Zev_SnManager_Update(c.type, c.value, c.size); })),
-                  c.lines);
-        EXPECT_EQ(r, -10);
-    }
+    const std::string refused = "ERR Zev_SnManager_Update :Err ret=-10\n";
+    EXPECT_EQ(summarise(capture_stdout([] { EXPECT_EQ(Zev_SnManager_Update(0x01, "SN1", 3), -10); })),
+              Lines{refused});
+    EXPECT_EQ(summarise(capture_stdout([] { EXPECT_EQ(Zev_SnManager_Update(0x01, "\0\0\0", 3), -10); })),
+              Lines{refused});
+    EXPECT_EQ(summarise(capture_stdout([] { EXPECT_EQ(Zev_SnManager_Update(0x20, nullptr, 0), -10); })),
+              (Lines{"WAR Zev_SnManager_Update :DataIn=0x0, size=0, erase type:32\n", refused}));
     EXPECT_TRUE(settings_fake::calls().empty());
 }
 
