@@ -1,6 +1,5 @@
 comm_add_test(test_flash_plain SOURCES flash/test_flash_plain.cpp FAKE_SETTINGS)
-comm_add_test(test_mtd SOURCES flash/test_mtd.cpp BOARD)
-comm_add_test(test_sn SOURCES flash/test_sn.cpp BOARD FAKE_SETTINGS)
+comm_add_test(test_flash SOURCES flash/test_flash.cpp BOARD FAKE_SETTINGS)
 
 if(COMM_WITH_UMOCKDEV AND COMM_BUILD_TOOLS)
   comm_add_test(test_flash_commctl SOURCES flash/test_flash_commctl.cpp sim/run.cpp)
