@@ -75,10 +75,8 @@ Bytes pattern(size_t n, uint32_t x) {
 }
 
 TEST(Md5, Rfc1321Suite) {
-    const struct {
-        const char *input;
-        const char *digest;
-    } cases[] = {
+    // clang-format off
+    const struct { const char *input; const char *digest; } cases[] = {
         {"", "d41d8cd98f00b204e9800998ecf8427e"},
         {"a", "0cc175b9c0f1b6a831c399e269772661"},
         {"abc", "900150983cd24fb0d6963f7d28e17f72"},
@@ -89,6 +87,7 @@ TEST(Md5, Rfc1321Suite) {
         {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
          "57edf4a22be3c955ac49da2e2107b67a"},
     };
+    // clang-format on
     for (const auto &c : cases) {
         const Bytes m(c.input, c.input + strlen(c.input));
         EXPECT_EQ(reference_md5(m), c.digest) << "reference: " << c.input;
@@ -160,18 +159,15 @@ unsigned reference_crc(const unsigned char *p, size_t n, unsigned crc) {
 
 TEST(Crc8, KnownValues) {
     const unsigned char one = 0x01, two = 0x02, high = 0x80, all = 0xFF;
-    const struct {
-        const void *in;
-        uint32_t len, start, crc;
-    } cases[] = {
-        // clang-format off
+    // clang-format off
+    const struct { const void *in; uint32_t len, start, crc; } cases[] = {
         {"123456789", 9, 0x00, 0x7C}, {"123456789", 9, 0xFF, 0x7F},
         {&one, 1, 0, 0xF7}, {&two, 1, 0, 0xB9}, {&high, 1, 0, 0xAB}, {&all, 1, 0, 0x9F},  // table entries 1, 2, 128, 255
         {&all, 1, 0xFF, 0x00},  // entry 0
         {nullptr, 0, 0xC3, 0xC3}, {nullptr, 0, 0x1A5, 0xA5},  // length 0 does not read the pointer
         {"123456789", 9, 0x100, 0x7C}, {"123456789", 9, 0xFFFFFFFF, 0x7F},  // only the start's low 8 bits count
-        // clang-format on
     };
+    // clang-format on
     for (const auto &c : cases)
         EXPECT_EQ(Zev_Comm_CheckCrc8(c.in, c.len, c.start), c.crc) << c.len << " from " << c.start;
 }

@@ -152,12 +152,9 @@ TEST_F(Mtd, LookupOfSizeAndPath) {
         // Longer than the 256-byte line window: the reader splits them.
         "mtd13: 00003000 00001000 \"LONGLINE\"" +
         std::string(280, ' ') + "tail\nmtd14: 00004000 00001000 " + std::string(260, '-') + " \"LATEKEY\"\n");
-    const struct {
-        const char *name;
-        uint32_t size;
-        const char *path;  // null: not found
-    } cases[] = {
-        // clang-format off
+    // null: not found
+    // clang-format off
+    const struct { const char *name; uint32_t size; const char *path; } cases[] = {
         {"KEY_CUST", 0x8000, "/dev/mtdblock2"},  // not the KEY_CUST1 line before it
         {"KEY_CUST1", 0x8000, "/dev/mtdblock1"}, {"KERNEL", 0x200000, "/dev/mtdblock5"}, {"BADSIZE", 0, "/dev/mtdblock6"},
         {"NOCOLON", 0, nullptr}, {"SHORTCOLON", 0, nullptr}, {"KEY", 0, nullptr}, {"key_cust", 0, nullptr},
@@ -166,8 +163,8 @@ TEST_F(Mtd, LookupOfSizeAndPath) {
         {"", 0x1000, "/dev/mtdblock12"},  // the key "" is in that line
         {"LONGLINE", 0x3000, "/dev/mtdblock13"}, {nullptr, 0, nullptr},
         {"LATEKEY", 0, nullptr},  // its key lands in a piece without "mtd" and colon
-        // clang-format on
     };
+    // clang-format on
     for (const auto &c : cases) {
         const std::string label = c.name ? std::string(c.name).substr(0, 12) : "(null)";
         EXPECT_EQ(Zev_Comm_GetMtdPartSize(c.name), c.size) << label;
@@ -239,19 +236,14 @@ TEST_F(Mtd, RawBlockFailures) {
     flash_->add_device(5, 0x1000);
     const std::string long_path = "/dev/mtdblock2" + std::string(20, '/');  // shown cut to 31 characters
     const char *const m2 = "/dev/mtdblock2", *const m5 = "/dev/mtdblock5", *const m9 = "/dev/mtdblock9";
-    const struct {
-        bool write, by_path;
-        const char *dev;
-        int32_t offset, len;
-        int code;
-    } cases[] = {
-        // clang-format off
+    // clang-format off
+    const struct { bool write, by_path; const char *dev; int32_t offset, len; int code; } cases[] = {
         {true, false, m9, 16, 3, -4},  {true, false, m2, -1, 3, -5},   {true, true, "/dev/nothing", 0, 3, -4},
         {true, true, m2, -4096, 3, -5}, {true, true, m2, 0, -1, -6},   {true, true, long_path.c_str(), 0, 3, -4},
         {false, false, m9, 0, 3, -4},  {false, false, m5, 0xFFE, 4, -6}, {false, true, m5, -1, 4, -5},
         {false, true, m5, 0, -8, -6},  {false, true, long_path.c_str(), 0, 3, -4},
-        // clang-format on
     };
+    // clang-format on
     const Bytes image2 = flash_->image(2), image5 = flash_->image(5);
     for (int level : {6, 5}) {
         Zev_Comm_SetPrintLev(level);
@@ -334,16 +326,12 @@ TEST_F(Mtd, ManagerMapsEveryKey) {
 TEST_F(Mtd, ManagerKeyFailuresComeBeforeAnyDevice) {
     Zev_Comm_SetPrintLev(3);
     flash_->set_mtd_list("");  // a device lookup would fail with -32
-    const struct {
-        const char *key;
-        int code;
-        const char *shown;
-    } cases[] = {
-        // clang-format off
+    // clang-format off
+    const struct { const char *key; int code; const char *shown; } cases[] = {
         {nullptr, -1, "UNK"}, {"MTD_PART_NOPE", -2, "MTD_PART_NOPE"}, {"", -2, ""}, {"mtd_part_sn", -2, "mtd_part_sn"},
         {"MTD_PART_SN ", -2, "MTD_PART_SN "}, {"MTD_PART_END", -3, "MTD_PART_END"}, {"MTD_PART_SN", -32, "MTD_PART_SN"},
-        // clang-format on
     };
+    // clang-format on
     char buf[4] = {};
     for (const auto &c : cases) {
         int r = 0;
@@ -359,11 +347,8 @@ TEST_F(Mtd, ManagerKeyFailuresComeBeforeAnyDevice) {
 TEST_F(Mtd, ManagerBoundIsThePartitionsEnd) {
     Zev_Comm_SetPrintLev(3);
     std::vector<unsigned char> buf(0x3000, 0xEE);
-    const struct {
-        const char *key;
-        uint32_t offset, len;
-        int result;
-    } cases[] = {
+    // clang-format off
+    const struct { const char *key; uint32_t offset, len; int result; } cases[] = {
         {"MTD_PART_SN", 0x1000, 0x1000, 0x1000},  // ends exactly at 0x8000
         {"MTD_PART_SN", 0x1000, 0x1001, -33},
         {"MTD_PART_SN", 0x2000, 0, 0},  // nothing moved, right at the end
@@ -376,6 +361,7 @@ TEST_F(Mtd, ManagerBoundIsThePartitionsEnd) {
         {"MTD_PART_SETTINGS", 0xE000, 0, 0},
         {"MTD_PART_SETTINGS", 0xE000, 1, -33},
     };
+    // clang-format on
     for (const auto &c : cases) {
         int r = 0;
         const Lines lines = all_lines([&] { r = Zev_MtdMgr_Read(c.key, c.offset, buf.data(), c.len); });
@@ -621,13 +607,9 @@ std::string erase_line(const char *ptr, int size, uint32_t type) {
 TEST_F(Sn, UpdateResultsAndWhatReachesFlash) {
     const Bytes rec = record(kAll, "t"), zeros(5, 0), ones(5, 0xFF), mixed{0, 0xFF, 0xFF, 0}, w2 = text("W2");
     const auto a = [](size_t n) { return Bytes(n, 'a'); };
-    const struct {
-        uint32_t type;
-        Bytes value;
-        int result;
-        const Field *written;  // null: flash stays as it is
-    } rows[] = {
-        // clang-format off
+    // null: flash stays as it is
+    // clang-format off
+    const struct { uint32_t type; Bytes value; int result; const Field *written; } rows[] = {
         {kSn.mask, a(63), 0, &kSn},           {kSn.mask, a(64), -2, nullptr},
         {kDid.mask, a(63), 0, &kDid},         {kDid.mask, a(64), -21, nullptr},
         {kSpeech.mask, a(63), 0, &kSpeech},   {kSpeech.mask, a(64), -3, nullptr},
@@ -645,8 +627,8 @@ TEST_F(Sn, UpdateResultsAndWhatReachesFlash) {
         // Two field bits: Did of Speech|Did, Sn of Sn|Speech, Adas of Adas|Ui,
         // Plain2 of Plain2|Ui; a shorter value overwrites the field's start.
         {6, w2, 0, &kDid}, {3, w2, 0, &kSn},  {0x60, w2, 0, &kAdas},           {0x30, w2, 0, &kPlain2},
-        // clang-format on
     };
+    // clang-format on
     for (const auto &row : rows) {
         load(rec);
         int r = 99;

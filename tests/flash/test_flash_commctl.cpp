@@ -52,11 +52,8 @@ TEST(FlashCommctl, CommandsOnTheSimulatedBoard) {
     EXPECT_EQ(read_file(out), "123456789");
     EXPECT_EQ(commctl({"md5", data}).out, "25f9e794323b453885f5181f1b624d0b  " + data + "\n");
     EXPECT_EQ(commctl({"crc8", data, "0xFF"}).out, "0x7F\n");
-    const struct {
-        std::vector<std::string> args;
-        int status;
-        std::string err;
-    } failures[] = {
+    // clang-format off
+    const struct { std::vector<std::string> args; int status; std::string err; } failures[] = {
         {{"sn", "get", "Sn"}, 1, "Sn is unreadable"},  // erased above
         {{"sn", "get", "Serial"}, 2, "unknown field 'Serial'"},
         {{"sn", "set", "Sn", std::string(64, 'a')}, 1, "Sn refused (-2)"},
@@ -65,6 +62,7 @@ TEST(FlashCommctl, CommandsOnTheSimulatedBoard) {
         {{"crc8", data, "256"}, 2, "start value must be 0 to 255"},
         {{"md5", state / "missing"}, 1, "cannot read"},
     };
+    // clang-format on
     for (const auto &f : failures) {
         r = commctl(f.args);
         EXPECT_EQ(r.status, f.status) << f.args[1] << " " << r.err;

@@ -36,17 +36,14 @@ TEST(ReadLine, SplitsStreams) {
     const std::string c255(255, 'a'), c256 = std::string(255, 'b') + "X";
     std::string c300;
     for (int i = 0; i < 300; ++i) c300 += static_cast<char>('0' + i % 10);
-    const struct {
-        std::string input;
-        Read expected;
-    } cases[] = {
-        // clang-format off
+    // clang-format off
+    const struct { std::string input; Read expected; } cases[] = {
         {"abc\n", {"abc", "", kEnd}},   {"abc", {"abc", kEnd}},   {"", {"", kEnd}},   {"\n", {"", "", kEnd}},
         {"a\r\nb\n", {"a\r", "b", "", kEnd}},  {"\xff\xfe\n\xff", {"\xff\xfe", "\xff", kEnd}},  // 0xFF data is not the end
         {c255 + "\n", {c255, "", kEnd}},  {c256 + "\n", {std::string(255, 'b'), "", "", kEnd}},  // the 256th is lost
         {c300 + "\n", {c300.substr(0, 255), c300.substr(256), "", kEnd}},  {c300, {c300.substr(0, 255), c300.substr(256), kEnd}},
-        // clang-format on
     };
+    // clang-format on
     for (const auto &c : cases) {
         FILE *f = tmpfile();
         fwrite(c.input.data(), 1, c.input.size(), f);
