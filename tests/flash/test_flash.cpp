@@ -249,18 +249,16 @@ TEST_F(Mtd, RawBlockFailures) {
         Zev_Comm_SetPrintLev(level);
         for (const auto &c : cases) {
             const int index = c.dev[strlen(c.dev) - 1] - '0';
-            char buf[8] = "abc", line[160];
-            if (c.write && !c.by_path)
-                snprintf(line, sizeof line,
-                         "WAR Zev_Comm_MtdBlockWrite :[%s] iRetLen:0,offset:%d len:%d, ret = %d\n", c.dev,
-                         c.offset, c.len, c.code);
-            if (c.write && c.by_path)
-                snprintf(line, sizeof line,
-                         "WAR Zev_Comm_MtdBlockWrite_ByPath :[%.31s] offset:%d len:%d, ret = %d\n", c.dev,
-                         c.offset, c.len, c.code);
-            if (!c.write)
-                snprintf(line, sizeof line, "VER Zev_Comm_MtdBlocRead%s :[%.31s] ret = %d\n",
-                         c.by_path ? "_ByPath" : "", c.dev, c.code);
+            char buf[8] = "abc";
+            const std::string dev = std::string(c.dev).substr(0, 31),
+                              ret = "ret = " + std::to_string(c.code) + "\n",
+                              sizes = "offset:" + std::to_string(c.offset) + " len:" + std::to_string(c.len) +
+                                      ", ";
+            const std::string line =
+                !c.write ? "VER Zev_Comm_MtdBlocRead" + std::string(c.by_path ? "_ByPath :[" : " :[") + dev +
+                               "] " + ret
+                : c.by_path ? "WAR Zev_Comm_MtdBlockWrite_ByPath :[" + dev + "] " + sizes + ret
+                            : "WAR Zev_Comm_MtdBlockWrite :[" + dev + "] iRetLen:0," + sizes + ret;
             int r = 0;
             const Lines lines = all_lines([&] {
                 r = c.write ? (c.by_path ? Zev_Comm_MtdBlockWrite_ByPath(c.dev, c.offset, buf, c.len)
