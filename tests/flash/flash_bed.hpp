@@ -1,66 +1,106 @@
 // A simulated NOR flash for tests: /proc/mtd and /dev/mtdblockN images in a
-// umockdev testbed. The images are plain files behind the testbed's device
-// nodes; tests read and write them directly to build and inspect states.
+// umockdev testbed, read and written directly to build and inspect states.
 #pragma once
 
+#include <sys/stat.h>
+#include <umockdev.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "testbed.hpp"
 
-typedef struct _UMockdevIoctlBase UMockdevIoctlBase;
-
 namespace testsupport {
 
 using Bytes = std::vector<unsigned char>;
-
-struct Partition {
-    int index;
-    std::string name;
-    uint32_t size;
-};
-
-// The board's layout: KEY_CUST1 before KEY_CUST, as on the device.
-std::vector<Partition> default_partitions();
+inline Bytes text(const std::string &s) { return Bytes(s.begin(), s.end()); }
 
 class FlashBed {
 public:
-    // Lists `parts` in /proc/mtd and creates their images, erased (0xFF).
-    explicit FlashBed(const std::vector<Partition> &parts = default_partitions());
-    ~FlashBed();
-    FlashBed(const FlashBed &) = delete;
-    FlashBed &operator=(const FlashBed &) = delete;
+    // KEY_CUST1 before KEY_CUST, as on the device; every image erased (0xFF).
+    FlashBed() {
+        bed_.mkdir("/dev");
+        set_mtd_list(
+            "dev:    size   erasesize  name\nmtd1: 00008000 00001000 \"KEY_CUST1\"\n"
+            "mtd2: 00008000 00001000 \"KEY_CUST\"\nmtd3: 00010000 00001000 \"SETTINGS\"\n");
+        add_device(1, 0x8000);
+        add_device(2, 0x8000);
+        add_device(3, 0x10000);
+    }
+    ~FlashBed() {
+        for (auto &d : devices_) g_object_unref(d->handler);
+    }
+    const Testbed &bed() const { return bed_; }
+    void set_mtd_list(const std::string &list) { bed_.write("/proc/mtd", list); }
+    std::string image_path(int index) const { return bed_.path(node(index)); }
+    // The preload reaches every /dev node of the testbed through an ioctl
+    // socket; a handler that handles nothing but planned read failures lets
+    // read, write and lseek go to the image file.
+    void add_device(int index, uint32_t size) {
+        bed_.write(node(index), std::string(size, '\xff'));
+        auto *handler =
+            static_cast<UMockdevIoctlBase *>(g_object_new(umockdev_ioctl_base_get_type(), nullptr));
+        if (!umockdev_testbed_attach_ioctl(bed_.get(), node(index).c_str(), handler, nullptr)) abort();
+        devices_.push_back(std::make_unique<Device>(Device{index, handler, 0}));
+        g_signal_connect(handler, "handle-read", G_CALLBACK(on_read), devices_.back().get());
+    }
+    void remove_device(int index) {
+        umockdev_testbed_detach_ioctl(bed_.get(), node(index).c_str(), nullptr);
+        bed_.remove(node(index));
+    }
+    // Makes the n-th read from now on (counted from 1) of the device fail
+    // with EIO; 0 lets every read through.
+    void fail_read(int index, int n) {
+        for (auto &d : devices_) {
+            if (d->index == index) d->reads_until_failure = n;
+        }
+    }
+    Bytes image(int index) const { return text(bed_.read(node(index))); }
+    Bytes bytes(int index, uint32_t offset, uint32_t len) const {
+        const Bytes all = image(index);  // empty when the device is gone
+        return all.empty() ? all : Bytes(&all[offset], &all[std::min<size_t>(all.size(), offset + len)]);
+    }
+    void put(int index, uint32_t offset, const Bytes &data) const {
+        FILE *f = fopen(image_path(index).c_str(), "r+b");
+        if (f == nullptr) abort();
+        fseek(f, offset, SEEK_SET);
+        fwrite(data.data(), 1, data.size(), f);
+        fclose(f);
+    }
+    void fill(int index, unsigned char value) const { put(index, 0, Bytes(image(index).size(), value)); }
+    // How many descriptors of this process are open on the device's image
+    // (found by inode, without opening anything).
+    int open_on_image(int index) const {
+        struct stat image {};
+        if (stat(image_path(index).c_str(), &image) != 0) return -1;
+        int count = 0;
+        for (int fd = 0; fd < 1024; ++fd) {
+            struct stat st {};
+            count += fstat(fd, &st) == 0 && st.st_ino == image.st_ino && st.st_dev == image.st_dev;
+        }
+        return count;
+    }
 
-    Testbed &bed() { return *bed_; }
-    // Rewrites /proc/mtd as given (the images stay).
-    void set_mtd_list(const std::string &text);
-    // Creates the image of /dev/mtdblock<index> with `size` bytes of `fill`.
-    void add_device(int index, uint32_t size, unsigned char fill = 0xFF);
-    void remove_device(int index);
-
-    std::string image_path(int index) const;
-    Bytes image(int index) const;
-    Bytes bytes(int index, uint32_t offset, uint32_t len) const;
-    void put(int index, uint32_t offset, const Bytes &data);
-    void fill(int index, unsigned char value);
-    // Makes the n-th read (counted from 1, from now on) of /dev/mtdblock<index>
-    // fail with EIO; 0 lets every read through.
-    void fail_read(int index, int n);
-
+private:
     struct Device {
         int index;
         UMockdevIoctlBase *handler;
-        int reads_until_failure;  // 0: none planned
+        int reads_until_failure;
     };
-
-private:
-    std::unique_ptr<Testbed> bed_;
+    static std::string node(int index) { return "/dev/mtdblock" + std::to_string(index); }
+    // Runs on the testbed's ioctl thread for each read of a device.
+    static gboolean on_read(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer data) {
+        auto *dev = static_cast<Device *>(data);
+        if (dev->reads_until_failure == 0 || --dev->reads_until_failure != 0) return FALSE;
+        umockdev_ioctl_client_complete(client, -1, EIO);
+        return TRUE;
+    }
+    Testbed bed_;
     std::vector<std::unique_ptr<Device>> devices_;
 };
-
-// How many descriptors of this process are open on the image of
-// /dev/mtdblock<index> (found by inode, without opening anything).
-int open_on_image(const FlashBed &flash, int index);
 
 }  // namespace testsupport
