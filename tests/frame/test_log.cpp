@@ -43,8 +43,11 @@ std::string emit_all() {
     });
 }
 
+// Read before main runs, so before any test has set the level.
+const int32_t kLevelAtLoad = Zev_Comm_GetPrintLev();
+
 TEST_F(Frame, LoadStateIsLevelFive) {
-    EXPECT_EQ(Zev_Comm_GetPrintLev(), 5);
+    EXPECT_EQ(kLevelAtLoad, 5);
     const auto lines = parse_log(emit_all()).lines;
     ASSERT_EQ(lines.size(), 5u);
     EXPECT_EQ(lines.back().tag, "DDD");
