@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "comm_log.h"
+#include "board/sysfs.hpp"
 #include "frame/handles.hpp"
 
 namespace comm {
@@ -48,14 +49,8 @@ Path pin_path(const char *path_template, int32_t gpio) {
     return p;
 }
 
-// Opens `path` write-only and writes 4 bytes from `bytes`. False when the
-// open fails; the write's own result is the kernel's business.
-bool write_attribute(const char *path, const char *bytes) {
-    UniqueFd fd(open(path, O_WRONLY));
-    if (!fd) return false;
-    (void)!write(fd.get(), bytes, kWriteSize);
-    return true;
-}
+// GPIO attributes always take 4 bytes: the text and the zeroes behind it.
+bool write_pin_attribute(const char *path, const char *bytes) { return write_attribute(path, bytes, kWriteSize); }
 
 }  // namespace
 }  // namespace comm
@@ -80,7 +75,7 @@ COMM_API int32_t Zev_Comm_Gpio_Export(int32_t gpio) {
     }
     GPIO_CHECK_PIN_FITS(gpio);
     const comm::NumberText pin = comm::number_text(gpio);
-    if (!comm::write_attribute(comm::kExportPath, pin.text)) {
+    if (!comm::write_pin_attribute(comm::kExportPath, pin.text)) {
         ZEV_COMM_DBG("fail to export gpio[%d]\n", gpio);
         return -1;
     }
@@ -92,7 +87,7 @@ COMM_API int32_t Zev_Comm_Gpio_Unexport(int32_t gpio) {
     if (gpio == kNoPin) return -1;
     GPIO_CHECK_PIN_FITS(gpio);
     const comm::NumberText pin = comm::number_text(gpio);
-    if (!comm::write_attribute(comm::kUnexportPath, pin.text)) {
+    if (!comm::write_pin_attribute(comm::kUnexportPath, pin.text)) {
         ZEV_COMM_DBG("no export gpio[%d]\n", gpio);
         return -1;
     }
@@ -103,7 +98,7 @@ COMM_API int32_t Zev_Comm_Gpio_SetDirection(int32_t gpio, const char *pDir) {
     if (gpio == kNoPin) return -1;
     GPIO_CHECK_PIN_FITS(gpio);
     const comm::Path path = comm::pin_path(comm::kDirectionTemplate, gpio);
-    if (!comm::write_attribute(path.text, pDir)) {
+    if (!comm::write_pin_attribute(path.text, pDir)) {
         ZEV_COMM_DBG("fail direction[%s] gpio[%d]\n", pDir, gpio);
         return -1;
     }
@@ -139,7 +134,7 @@ COMM_API int32_t Zev_Comm_Gpio_SetVal(int32_t gpio, int32_t iVal) {
     }
     const comm::NumberText value = comm::number_text(iVal);
     const comm::Path path = comm::pin_path(comm::kValueTemplate, gpio);
-    if (!comm::write_attribute(path.text, value.text)) {
+    if (!comm::write_pin_attribute(path.text, value.text)) {
         ZEV_COMM_DBG("fail to open gpio[%d]\n", gpio);
         return -1;
     }

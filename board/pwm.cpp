@@ -7,6 +7,7 @@
 
 #include "comm_log.h"
 #include "comm_pwm.h"
+#include "board/sysfs.hpp"
 #include "frame/handles.hpp"
 
 namespace comm {
@@ -47,20 +48,14 @@ Path channel_path(const char *path_template, int32_t pwm) {
     return p;
 }
 
-// Opens `path` write-only and writes strlen(text) bytes. False when the open
-// fails; the kernel's answer to the write is not looked at.
-bool write_attribute(const char *path, const char *text) {
-    UniqueFd fd(open(path, O_WRONLY));
-    if (!fd) return false;
-    (void)!write(fd.get(), text, strlen(text));
-    return true;
-}
+// PWM attributes take the text's own length.
+bool write_text_attribute(const char *path, const char *text) { return write_attribute(path, text, strlen(text)); }
 
 // The writing operation of every attribute but unexport: its open failure is
 // logged in the name of the exported function that asked.
 int32_t write_channel_attribute(const char *name, int32_t pwm, const char *path_template, const char *text) {
     const Path path = channel_path(path_template, pwm);
-    if (!write_attribute(path.text, text)) {
+    if (!write_text_attribute(path.text, text)) {
         ZEV_COMM_LOG_AS(INF, name, "fail to export pwm[%d]\n", pwm);
         return -1;
     }
@@ -83,7 +78,7 @@ int32_t write_chip_file(const char *name, const char *path, int32_t pwm, bool un
         return -1;
     }
     const ChannelText number = print_number<sizeof(ChannelText::text)>(pwm);
-    if (write_attribute(path, number.text)) return 0;
+    if (write_text_attribute(path, number.text)) return 0;
     if (unexport) {
         ZEV_COMM_LOG_AS(INF, name, "no export gpio[%d]\n", pwm);
     } else {

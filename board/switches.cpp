@@ -11,6 +11,7 @@
 #include "comm_file.h"
 #include "comm_gpio.h"
 #include "comm_log.h"
+#include "board/sysfs.hpp"
 #include "frame/handles.hpp"
 
 // The library's only exported word. Its own data section keeps the address
@@ -79,11 +80,8 @@ COMM_API void Zev_Comm_SetCpuTemp(int32_t iTemp) {
 
 COMM_API void Zev_Comm_SetTouchIgnore(int32_t bIgnore) {
     ZEV_COMM_DBG("bIgnore=%d in\n", bIgnore);
-    comm::UniqueFd fd(open(comm::kTouchIrqPath, O_WRONLY));
-    if (!fd) return;
     // The attribute switches the interrupt on: ignoring touches writes 0.
-    (void)!write(fd.get(), bIgnore != 0 ? "0" : "1", 1);
-    fd.reset();
+    if (!comm::write_attribute(comm::kTouchIrqPath, bIgnore != 0 ? "0" : "1", 1)) return;
     ZEV_COMM_DBG("bIgnore=%d out\n", bIgnore);
 }
 
