@@ -6,7 +6,7 @@
 #include <tuple>
 #include <vector>
 
-#include "tests/sim/run.hpp"
+#include "run.hpp"
 #include "tempdir.hpp"
 
 using testsupport::read_file;

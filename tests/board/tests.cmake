@@ -4,12 +4,6 @@ comm_add_test(test_gpio SOURCES board/test_gpio.cpp BOARD)
 comm_add_test(test_switches_pmu SOURCES board/test_switches_pmu.cpp support/ioctl_device.cpp ${CMAKE_SOURCE_DIR}/sim/board_devnode.cpp BOARD)
 comm_add_test(test_switches_testmode SOURCES board/test_switches_testmode.cpp support/ioctl_device.cpp ${CMAKE_SOURCE_DIR}/sim/board_devnode.cpp BOARD)
 # commctl's board commands end to end on boardsim.
-if(COMM_WITH_UMOCKDEV AND COMM_BUILD_TOOLS)
-  comm_add_test(test_pmu_commctl SOURCES board/test_pmu_commctl.cpp sim/run.cpp)
-  target_compile_definitions(test_pmu_commctl PRIVATE
-    BOARDSIM_EXE="$<TARGET_FILE:boardsim>" COMMCTL_EXE="$<TARGET_FILE:commctl>")
-  add_dependencies(test_pmu_commctl boardsim commctl boardsim_preload)
-  set_property(TEST test_pmu_commctl APPEND PROPERTY LABELS board)
-endif()
+comm_add_test(test_pmu_commctl SOURCES board/test_pmu_commctl.cpp TOOLS)
 comm_add_test(test_pwm SOURCES board/test_pwm.cpp BOARD)
 comm_add_test(test_uart SOURCES board/test_uart.cpp)

@@ -5,7 +5,7 @@
 #include <ctime>
 #include <tuple>
 
-#include "../sim/run.hpp"
+#include "run.hpp"
 #include "tempdir.hpp"
 
 namespace {

@@ -4,7 +4,7 @@
 // each command.
 #include <gtest/gtest.h>
 
-#include "sim/run.hpp"
+#include "run.hpp"
 #include "tempdir.hpp"
 
 using namespace testsupport;

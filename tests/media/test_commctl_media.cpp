@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <tuple>
 
-#include "../sim/run.hpp"
+#include "run.hpp"
 #include "media_test.hpp"
 #include "tempdir.hpp"
 

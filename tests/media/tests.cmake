@@ -1,11 +1,4 @@
 find_program(COMM_LAME_EXECUTABLE lame)
 comm_add_test(test_media SOURCES media/test_media.cpp LABELS threads)
 target_compile_definitions(test_media PRIVATE COMM_LAME="$<$<BOOL:${COMM_LAME_EXECUTABLE}>:${COMM_LAME_EXECUTABLE}>")
-if(COMM_BUILD_TOOLS)
-  comm_add_test(test_commctl_media SOURCES media/test_commctl_media.cpp sim/run.cpp BOARD)
-  if(TARGET test_commctl_media)
-    target_compile_definitions(test_commctl_media PRIVATE
-      BOARDSIM_EXE="$<TARGET_FILE:boardsim>" COMMCTL_EXE="$<TARGET_FILE:commctl>")
-    add_dependencies(test_commctl_media boardsim commctl boardsim_preload)
-  endif()
-endif()
+comm_add_test(test_commctl_media SOURCES media/test_commctl_media.cpp BOARD TOOLS)
