@@ -9,11 +9,11 @@ set(CPACK_PACKAGE_NAME libcomm)
 set(CPACK_PACKAGE_VENDOR "libcomm developers")
 set(CPACK_PACKAGE_CONTACT "libcomm developers <libcomm@localhost>")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "common platform library of the dashboard camera")
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 
+set(CPACK_STRIP_FILES ON)  # with the toolchain's strip in a cross build
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL runtime dev tools)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

@@ -53,7 +53,7 @@ function(minimp3_fetch tarball)
     if(NOT reason)
       set(reason "npm ended with ${rc}")
     endif()
-    message(FATAL_ERROR "Cannot fetch minimp3@${MINIMP3_VERSION} from the npm registry: ${reason}\n"
+    message(FATAL_ERROR "Cannot fetch minimp3@${MINIMP3_VERSION} from the npm registry: ${reason}.\n"
                         ${minimp3_ways_out})
   endif()
 endfunction()

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -57,33 +58,39 @@ Mp3Shape probe(std::string_view data) {
     return shape;
 }
 
-void put_le(std::vector<unsigned char> &out, uint32_t v, int bytes) {
-    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<unsigned char>(v >> (8 * i)));
-}
+using WavHeader = std::array<unsigned char, kWavHeaderBytes>;
 
-std::vector<unsigned char> wav_header(int channels, int hz, uint32_t data_bytes) {
-    std::vector<unsigned char> h;
-    const auto tag = [&](const char *t) { h.insert(h.end(), t, t + 4); };
+// The 44-byte header of a 16-bit PCM WAV file.
+WavHeader wav_header(int channels, int hz, uint32_t data_bytes) {
+    WavHeader h{};
+    size_t at = 0;
+    const auto tag = [&](const char *t) {
+        memcpy(h.data() + at, t, 4);
+        at += 4;
+    };
+    const auto le = [&](uint32_t v, int bytes) {
+        for (int i = 0; i < bytes; ++i) h[at++] = static_cast<unsigned char>(v >> (8 * i));
+    };
     tag("RIFF");
-    put_le(h, 36 + data_bytes, 4);
+    le(36 + data_bytes, 4);
     tag("WAVE");
     tag("fmt ");
-    put_le(h, 16, 4);
-    put_le(h, 1, 2);  // PCM
-    put_le(h, static_cast<uint32_t>(channels), 2);
-    put_le(h, static_cast<uint32_t>(hz), 4);
-    put_le(h, static_cast<uint32_t>(hz * channels * 2), 4);
-    put_le(h, static_cast<uint32_t>(channels * 2), 2);
-    put_le(h, 16, 2);
+    le(16, 4);
+    le(1, 2);  // PCM
+    le(static_cast<uint32_t>(channels), 2);
+    le(static_cast<uint32_t>(hz), 4);
+    le(static_cast<uint32_t>(hz * channels * 2), 4);
+    le(static_cast<uint32_t>(channels * 2), 2);
+    le(16, 2);
     tag("data");
-    put_le(h, data_bytes, 4);
+    le(data_bytes, 4);
     return h;
 }
 
 bool write_wav(const char *path, int channels, int hz, const unsigned char *pcm, uint32_t bytes) {
     FILE *f = fopen(path, "wb");
     if (f == nullptr) return false;
-    const std::vector<unsigned char> h = wav_header(channels, hz, bytes);
+    const WavHeader h = wav_header(channels, hz, bytes);
     bool ok = fwrite(h.data(), 1, h.size(), f) == h.size() && fwrite(pcm, 1, bytes, f) == bytes;
     ok = fclose(f) == 0 && ok;
     return ok;
@@ -125,8 +132,7 @@ int decode_to_wav(const char *in, const char *out, const Mp3Shape &shape) {
         if (!map.valid()) return commctl::failure("cannot map %s: %s", out, strerror(errno));
         got = Zev_Mp3Decode(in, map.data() + kWavHeaderBytes, static_cast<int32_t>(capacity));
         if (got > 0) {
-            const std::vector<unsigned char> h =
-                wav_header(shape.channels, shape.hz, static_cast<uint32_t>(got));
+            const WavHeader h = wav_header(shape.channels, shape.hz, static_cast<uint32_t>(got));
             memcpy(map.data(), h.data(), h.size());
         }
     }
