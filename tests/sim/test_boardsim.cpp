@@ -89,13 +89,19 @@ TEST_F(Boardsim, ExitStatusAndErrors) {
         {{BOARDSIM_EXE, "--state", state_.path(), "--", "/nonexistent/program"}, 127, "cannot run"},
         {{BOARDSIM_EXE, "--state", state_.path()}, 2, "no program"},
         {{BOARDSIM_EXE, "--bogus", "x"}, 2, "unknown option"},
+        {{BOARDSIM_EXE, "--pmu-voltag=1", "--", "true"}, 2, "unknown board option '--pmu-voltag=1'"},
+        {{BOARDSIM_EXE, "--state", state_.path(), "--pmu-voltage=11000", "--", "true"}, 0, ""},
     };
     for (const auto &c : cases) {
         const RunResult r = run(c.argv);
         EXPECT_EQ(r.status, c.status) << c.argv.back();
         EXPECT_NE(r.err.find(c.err), std::string::npos) << r.err;
     }
-    EXPECT_EQ(run({BOARDSIM_EXE, "--help"}).status, 0);
+    const RunResult help = run({BOARDSIM_EXE, "--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const char *option :
+         {"--temp-test=", "--sd=", "--pmu-fail=", "--pmu-charge-current=", "--uart-script="})
+        EXPECT_NE(help.out.find(option), std::string::npos) << option;
 }
 
 TEST_F(Boardsim, ProgramsSeeTheBoardNotTheMachine) {
