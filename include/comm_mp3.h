@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm MP3 file decoding: a whole MP3 file to 16-bit PCM in one call.
  *
  * The file is mapped read-only and handed to the decoder in place, never
@@ -23,7 +23,7 @@
 
 COMM_BEGIN_DECLS
 
-/*
+/**
  * Decodes the MP3 file at path into pOut, at most iCapacity bytes, and
  * returns the number of bytes written (0 to iCapacity). Every failure gives 0.
  *

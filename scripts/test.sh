@@ -40,6 +40,11 @@ step "release: packages (amd64)"
 bash scripts/check-install.sh packages build/release amd64
 step "offline configure (registry unreachable, local tarball)"
 bash scripts/check-install.sh offline
+if command -v doxygen >/dev/null 2>&1; then
+  step "release: API reference (doxygen, warnings are errors)"
+  cmake --preset release >/dev/null
+  cmake --build --preset release --target doc
+fi
 
 step "armhf: cross build"
 cmake --preset armhf >/dev/null
