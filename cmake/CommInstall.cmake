@@ -13,9 +13,11 @@ set(COMM_INSTALL_HEADERDIR ${CMAKE_INSTALL_INCLUDEDIR}/libcomm)
 # The version macros; the exported names stay exactly the interface's.
 configure_file(${CMAKE_CURRENT_LIST_DIR}/comm_version.h.in ${COMM_GENERATED_INCLUDE}/comm_version.h @ONLY)
 
+# Installed, both libraries' headers are in the one folder.
+target_include_directories(comm PUBLIC $<INSTALL_INTERFACE:${COMM_INSTALL_HEADERDIR}>)
+target_include_directories(zev_settings PUBLIC $<INSTALL_INTERFACE:${COMM_INSTALL_HEADERDIR}>)
 install(TARGETS comm zev_settings EXPORT comm-targets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
-        INCLUDES DESTINATION ${COMM_INSTALL_HEADERDIR})
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ ${COMM_GENERATED_INCLUDE}/
         DESTINATION ${COMM_INSTALL_HEADERDIR} COMPONENT dev FILES_MATCHING PATTERN "*.h")
 install(FILES ${PROJECT_SOURCE_DIR}/settings/zev_settings.h DESTINATION ${COMM_INSTALL_HEADERDIR} COMPONENT dev)

@@ -131,7 +131,7 @@ TEST_F(Boardsim, CommctlUsage) {
         {{"gpio", "--help"}, 0, "usage: commctl gpio export PIN"},
         {{"clock", "--help"}, 0, "usage: commctl clock"},
         {{"log-demo", "--help"}, 0, "usage: commctl [--level N] log-demo"},
-        {{}, 2, "usage: commctl"},
+        {{}, 2, "Usage: commctl"},
         {{"nonsense"}, 2, "commctl: unknown command 'nonsense'"},
         {{"gpio"}, 2, "commctl: gpio wants an operation and a pin"},
         {{"gpio", "export", "x3"}, 2, "commctl: 'x3' is not a pin number"},

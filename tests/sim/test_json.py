@@ -66,6 +66,8 @@ def main():
             (["video"], {"height": INT, "fps_thousandths": INT}),
             (["param", param, "Name"], {"file": STR, "key": STR, "value": STR}),
             (["param", "--number", param, "Volume"], {"file": STR, "key": STR, "value": INT}),
+            (["md5", param], {"file": STR, "md5": STR}),
+            (["crc8", param], {"file": STR, "crc8": INT}),
         ]
         seen = {}
         for args, shape in cases:

@@ -129,8 +129,8 @@ void free_file(void *owner) { free(owner); }
 namespace {
 
 const char kMainUsage[] =
-    "usage: commctl [OPTIONS] COMMAND [ARGS...]\n"
-    "       commctl COMMAND --help\n"
+    "Usage: commctl [OPTIONS] COMMAND [ARGS...]\n"
+    "   or: commctl COMMAND --help\n"
     "\n"
     "Runs one libcomm operation and prints what the library answered. On a PC\n"
     "run it inside the simulated board: boardsim -- commctl COMMAND ...\n"
