@@ -7,7 +7,7 @@
 #   -DCOMM_MINIMP3_TARBALL=PATH   a local copy of the npm package tarball
 #                                 (checked against the same SHA-256 as a fetch)
 #   otherwise                     `npm pack minimp3@1.0.0` from the registry,
-#                                 failing within a minute with the two ways out
+#                                 failing within 30 s with the two ways out
 # The header is copied into the build tree with its stray C++ include
 # replaced by <stdint.h>, which is what it needs.
 #
@@ -44,8 +44,8 @@ function(minimp3_fetch tarball)
   endif()
   message(STATUS "Fetching minimp3@${MINIMP3_VERSION} with npm pack")
   execute_process(COMMAND ${NPM_EXECUTABLE} pack minimp3@${MINIMP3_VERSION} --loglevel=error
-                          --fetch-retries=0 --fetch-timeout=20000
-                  WORKING_DIRECTORY ${MINIMP3_BUILD_DIR} TIMEOUT 45
+                          --fetch-retries=0 --fetch-timeout=15000
+                  WORKING_DIRECTORY ${MINIMP3_BUILD_DIR} TIMEOUT 30
                   RESULT_VARIABLE rc OUTPUT_QUIET ERROR_VARIABLE err)
   if(NOT rc EQUAL 0 OR NOT EXISTS ${tarball})
     # npm's own one-line reason when it gave one, else how it ended.
