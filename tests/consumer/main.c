@@ -8,8 +8,7 @@
 #include "comm_log.h"
 #include "comm_version.h"
 
-int main(int argc, char **argv)
-{
+int main(int argc, char **argv) {
     char text[33] = {0};
     const char *in = argc > 1 ? argv[1] : "";
 
