@@ -17,6 +17,7 @@
 #include "comm_log.h"
 #include "comm_mp3.h"
 #include "comm_record.h"
+#include "comm_sys.h"
 #include "media_test.hpp"
 #include "tempdir.hpp"
 
@@ -116,6 +117,54 @@ TEST_F(Mp3, ExactByteCountsCutsAndGarbage) {
     }
     for (int i = 0; i < 200; ++i)
         ASSERT_EQ(decode(file(ten), 3).first, 3);  // closed and unmapped after a cut
+}
+
+// On threads made by the library, a stack too small for the decoder gives 0,
+// a WAR line with the room and the need, and nothing written; a big enough
+// one decodes as the main thread does.
+struct DecodeJob {
+    const char *path;
+    unsigned char *out;
+    int32_t capacity;
+    int32_t got;
+};
+
+void *decode_job(void *arg) {  // as little as possible on the small stack
+    auto *job = static_cast<DecodeJob *>(arg);
+    job->got = Zev_Mp3Decode(job->path, job->out, job->capacity);
+    return nullptr;
+}
+
+TEST_F(Mp3, SmallThreadStacksAreRefusedNotOverrun) {
+    const std::string path = file(silent_frames(10, false));
+    const int32_t whole = 10 * kMono;
+    const struct {
+        int32_t stack;
+        bool decodes;
+    } cases[] = {{16384, false}, {32768, false}, {65536, true}, {1 << 20, true}};
+    for (const auto &c : cases) {
+        out_.assign(static_cast<size_t>(whole), kUntouched);
+        DecodeJob job{path.c_str(), out_.data(), whole, -1};
+        const Lines lines = testsupport::summarise(testsupport::capture_stdout([&] {
+            pthread_t t;
+            ASSERT_EQ(Zev_Comm_CreateThreadEx(&t, decode_job, c.stack, &job), 0);
+            pthread_join(t, nullptr);
+        }));
+        if (c.decodes) {
+            EXPECT_EQ(job.got, whole) << c.stack;
+            EXPECT_EQ(lines, Lines{"DBG Zev_Mp3Decode :samprate:48000, channels:1\n"}) << c.stack;
+            continue;
+        }
+        EXPECT_EQ(job.got, 0) << c.stack;
+        EXPECT_EQ(std::count(out_.begin(), out_.end(), kUntouched), whole) << c.stack << ": nothing written";
+        unsigned room = 0, need = 0;
+        ASSERT_EQ(lines.size(), 1u) << c.stack;
+        ASSERT_EQ(sscanf(lines[0].c_str(), "WAR Zev_Mp3Decode :stack room %u bytes, decoding needs %u", &room, &need),
+                  2)
+            << lines[0];
+        EXPECT_LT(room, need);
+        EXPECT_LT(room, static_cast<unsigned>(c.stack));
+    }
 }
 
 // A 440 Hz tone through lame and back: every frame is decoded, and after the
