@@ -17,6 +17,9 @@ cmake --build --preset dev -j "$jobs"
 step "dev: test"
 ctest --preset dev
 
+step "release: instruction counts of the hot paths (callgrind)"
+bash scripts/check-counts.sh
+
 step "tsan: build"
 cmake --preset tsan >/dev/null
 cmake --build --preset tsan -j "$jobs"
