@@ -9,7 +9,7 @@ PACKAGES=(
   umockdev libumockdev-dev
   g++-arm-linux-gnueabihf qemu-user
   libssl-dev libmpg123-dev lame
-  util-linux procps dos2unix valgrind
+  util-linux procps dos2unix valgrind python3
 )
 
 missing=()

@@ -20,6 +20,9 @@ ctest --preset dev
 step "release: instruction counts of the hot paths (callgrind)"
 bash scripts/check-counts.sh
 
+step "armhf: stack, heap and size of every exported name"
+bash scripts/check-resources.sh
+
 step "tsan: build"
 cmake --preset tsan >/dev/null
 cmake --build --preset tsan -j "$jobs"
