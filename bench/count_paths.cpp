@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_input.hpp"
 #include "comm_clock.h"
 #include "comm_digest.h"
 #include "comm_log.h"
@@ -35,16 +36,6 @@ void measure(const char *name, int repeats, Fn &&fn) {
     CALLGRIND_STOP_INSTRUMENTATION;
     CALLGRIND_DUMP_STATS_AT(name);
     fprintf(stderr, "%s\t%d\n", name, repeats);
-}
-
-std::vector<unsigned char> pattern(size_t n) {
-    std::vector<unsigned char> v(n);
-    uint32_t x = 12345;
-    for (auto &c : v) {
-        x = x * 1664525u + 1013904223u;
-        c = static_cast<unsigned char>(x >> 24);
-    }
-    return v;
 }
 
 // One second of a stereo two-tone signal through lame at 128 kbit/s.
@@ -76,7 +67,7 @@ int main(int argc, char **argv) {
     measure("log_line_silenced", 2000, [] { ZEV_COMM_VER("%s=%d\r\n", "key", 42); });
     measure("time_text", 2000, [] { (void)ZevSysRtcTime(); });
 
-    const auto mib = pattern(1 << 20);
+    const auto mib = bench_input(1 << 20);
     unsigned char digest[16];
     measure("md5_per_mib", 2, [&] { dir_md5_digest(digest, mib.data(), static_cast<uint32_t>(mib.size())); });
     measure("crc8_per_64kib", 10, [&] { (void)Zev_Comm_CheckCrc8(mib.data(), 64 << 10, 0); });
