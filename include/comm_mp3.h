@@ -14,6 +14,9 @@
  * needs %u\n" and returns 0, writing nothing. A thread made by
  * Zev_Comm_CreateThreadEx needs 64 KiB of stack to decode (16 and 32 KiB
  * are refused); the main thread and threads of the default size decode.
+ * The exported mp3dec_decode_frame checks its own need the same way (24 KiB
+ * on x86-64, 20 KiB on 32-bit ARM): short of it, it reports no frame
+ * (result 0, info zeroed, frame_bytes 0) after the same WAR line.
  *
  * Frames are decoded straight into pOut while a whole frame fits there, so
  * the PCM is not copied a second time.
