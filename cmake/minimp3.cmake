@@ -98,12 +98,18 @@ string(REPLACE "#include <iostream>" "#include <stdint.h>" minimp3_text "${minim
 file(CONFIGURE OUTPUT ${MINIMP3_BUILD_DIR}/minimp3.h CONTENT "${minimp3_text}" @ONLY)
 
 # The decoder's own unit: its two entry points get default visibility (the
-# library exports them), everything else of it stays hidden or static.
+# library exports them), everything else of it stays hidden or static. The
+# frame decoder itself is built under a hidden name: the exported
+# mp3dec_decode_frame (media/decode_stack.cpp) first checks the room left on
+# the caller's stack, then calls it.
 set(MINIMP3_IMPL_SOURCE ${MINIMP3_BUILD_DIR}/minimp3_impl.c)
 file(CONFIGURE OUTPUT ${MINIMP3_IMPL_SOURCE} CONTENT [=[
 #pragma GCC visibility push(default)
 #include "minimp3.h"
 #pragma GCC visibility pop
+int comm_minimp3_decode_frame(mp3dec_t *dec, const uint8_t *mp3, int mp3_bytes, mp3d_sample_t *pcm,
+                              mp3dec_frame_info_t *info);
+#define mp3dec_decode_frame comm_minimp3_decode_frame
 #define MINIMP3_IMPLEMENTATION
 #include "minimp3.h"
 ]=])

@@ -19,6 +19,12 @@ cmake --build --preset dev -j "$jobs"
 step "dev: test"
 ctest --preset dev
 
+step "release: instruction counts of the hot paths (callgrind)"
+bash scripts/check-counts.sh
+
+step "armhf: stack, heap and size of every exported name"
+bash scripts/check-resources.sh
+
 step "tsan: build"
 cmake --preset tsan >/dev/null
 cmake --build --preset tsan -j "$jobs"
