@@ -7,7 +7,8 @@
 # <stdint.h>, which is what it needs.
 #
 # Sets MINIMP3_BUILD_DIR (the folder of the fixed header) and
-# MINIMP3_IMPL_SOURCE (the one C file that holds the decoder).
+# MINIMP3_IMPL_SOURCE (the one C file that holds the decoder), and makes the
+# target comm_minimp3 that gives the header to the targets that link it.
 set(MINIMP3_INCLUDE_DIR "" CACHE PATH "Folder with minimp3.h to use instead of fetching the npm package")
 set(MINIMP3_VERSION 1.0.0)
 set(MINIMP3_SHA256 a70b94e01fe71d9db5d5d30d21b56a74ab21cd9c5262c5f7107cbe764b596c81)
@@ -65,4 +66,5 @@ file(CONFIGURE OUTPUT ${MINIMP3_IMPL_SOURCE} CONTENT [=[
 #include "minimp3.h"
 ]=])
 set_source_files_properties(${MINIMP3_IMPL_SOURCE} PROPERTIES COMPILE_OPTIONS "-w")
-include_directories(SYSTEM ${MINIMP3_BUILD_DIR})
+add_library(comm_minimp3 INTERFACE)
+target_include_directories(comm_minimp3 SYSTEM INTERFACE ${MINIMP3_BUILD_DIR})

@@ -19,24 +19,6 @@
 #include "board.hpp"
 #include "board_tree.hpp"
 
-namespace comm::sim {
-
-bool link_into_root(Board &board, const std::string &rel) {
-    const std::string target = board.tree + "/" + rel;
-    const std::string link = board.root + "/" + rel;
-    const size_t slash = link.rfind('/');
-    if (!make_dirs(link.substr(0, slash))) return false;
-    remove_tree(link);
-    if (symlink(target.c_str(), link.c_str()) != 0) {
-        fprintf(stderr, "boardsim: cannot link %s: %s\n", link.c_str(), strerror(errno));
-        return false;
-    }
-    board.links.push_back(link);
-    return true;
-}
-
-}  // namespace comm::sim
-
 namespace {
 
 const char kUsage[] =
@@ -57,8 +39,10 @@ const char kUsage[] =
 
 std::string default_state() {
     if (const char *s = getenv("BOARDSIM_STATE"); s != nullptr && *s != '\0') return s;
-    if (const char *x = getenv("XDG_STATE_HOME"); x != nullptr && *x != '\0') return std::string(x) + "/boardsim";
-    if (const char *h = getenv("HOME"); h != nullptr && *h != '\0') return std::string(h) + "/.local/state/boardsim";
+    if (const char *x = getenv("XDG_STATE_HOME"); x != nullptr && *x != '\0')
+        return std::string(x) + "/boardsim";
+    if (const char *h = getenv("HOME"); h != nullptr && *h != '\0')
+        return std::string(h) + "/.local/state/boardsim";
     return ".boardsim";
 }
 
@@ -89,13 +73,14 @@ bool prepare_state(comm::sim::Board &board, bool reset) {
     if (reset) remove_tree(board.tree);
     const bool fresh = reset || !exists(marker);
     if (!make_dirs(board.tree)) {
-        fprintf(stderr, "boardsim: cannot create state folder %s: %s\n", board.state.c_str(), strerror(errno));
+        fprintf(stderr, "boardsim: cannot create state folder %s: %s\n", board.state.c_str(),
+                strerror(errno));
         return false;
     }
     if (fresh) {
-        for (const BoardPart &part : board_parts()) {
-            if (!part.create(board)) {
-                fprintf(stderr, "boardsim: cannot create the board's %s\n", part.name);
+        for (const BoardPart *part : board_parts()) {
+            if (!part->create(board)) {
+                fprintf(stderr, "boardsim: cannot create the board's %s\n", part->name);
                 return false;
             }
         }
@@ -173,7 +158,8 @@ int main(int argc, char **argv) {
         return 2;
     }
     if (!comm::sim::make_dirs(board.state)) {
-        fprintf(stderr, "boardsim: cannot create state folder %s: %s\n", board.state.c_str(), strerror(errno));
+        fprintf(stderr, "boardsim: cannot create state folder %s: %s\n", board.state.c_str(),
+                strerror(errno));
         return 1;
     }
     board.state = absolute(board.state);
@@ -187,9 +173,9 @@ int main(int argc, char **argv) {
     g_free(root);
     int status = 1;
     bool ok = true;
-    for (const comm::sim::BoardPart &part : comm::sim::board_parts()) {
-        if (!part.attach(board)) {
-            fprintf(stderr, "boardsim: cannot attach the board's %s\n", part.name);
+    for (const comm::sim::BoardPart *part : comm::sim::board_parts()) {
+        if (!part->attach(board)) {
+            fprintf(stderr, "boardsim: cannot attach the board's %s\n", part->name);
             ok = false;
             break;
         }

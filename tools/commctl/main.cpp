@@ -1,23 +1,19 @@
 // commctl: the developer's and field engineer's command line over libcomm.
-#include <cerrno>
-#include <charconv>
-#include <cstdarg>
-#include <cstdlib>
-#include <limits>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "command.hpp"
+#include <cerrno>
+#include <charconv>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
 #include "comm_log.h"
+#include "command.hpp"
 
 namespace commctl {
-
-Command *&registry() {
-    static Command *head = nullptr;
-    return head;
-}
 
 static int vreport(int status, const char *fmt, va_list ap) {
     fflush(stdout);
@@ -134,18 +130,8 @@ const char kMainUsage[] =
 
 void print_main_usage(FILE *out) {
     fputs(kMainUsage, out);
-    // Sorted listing without allocating: repeatedly pick the next name.
-    const char *last = "";
-    for (;;) {
-        const commctl::Command *best = nullptr;
-        for (const commctl::Command *c = commctl::registry(); c != nullptr; c = c->next) {
-            if (strcmp(c->name, last) > 0 && (best == nullptr || strcmp(c->name, best->name) < 0))
-                best = c;
-        }
-        if (best == nullptr) break;
-        fprintf(out, "  %-10s %s\n", best->name, best->summary);
-        last = best->name;
-    }
+    for (const commctl::Command *c : comm::registry::by_name<commctl::Command>())
+        fprintf(out, "  %-10s %s\n", c->name, c->summary);
 }
 
 }  // namespace
@@ -168,8 +154,7 @@ int main(int argc, char **argv) {
         return commctl::kUsage;
     }
     const char *name = argv[i];
-    for (commctl::Command *c = commctl::registry(); c != nullptr; c = c->next) {
-        if (strcmp(c->name, name) != 0) continue;
+    if (const commctl::Command *c = comm::registry::find<commctl::Command>(name)) {
         commctl::Args args(argv + i + 1, static_cast<size_t>(argc - i - 1));
         if (commctl::wants_help(args)) {
             fputs(c->usage, stdout);
