@@ -10,6 +10,7 @@ PACKAGES=(
   g++-arm-linux-gnueabihf qemu-user
   libssl-dev libmpg123-dev lame
   util-linux procps dos2unix
+  clang-format-14
 )
 
 missing=()

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the dev build (AddressSanitizer and
 # UndefinedBehaviorSanitizer, board tests on umockdev), the ThreadSanitizer
-# build for the threaded tests, and the armhf cross build under qemu-arm.
+# build for the threaded tests, the armhf cross build under qemu-arm, and
+# last the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -32,3 +33,6 @@ cmake --preset armhf >/dev/null
 cmake --build --preset armhf -j "$jobs"
 step "armhf: tests under qemu-arm"
 ctest --preset armhf
+
+step "format: every C and C++ file as .clang-format makes it"
+bash scripts/check-format.sh
