@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -18,11 +19,7 @@ namespace {
 class Boardsim : public ::testing::Test {
 protected:
     RunResult sim(const std::vector<std::string> &program, const std::vector<std::string> &opts = {}) {
-        std::vector<std::string> argv = {BOARDSIM_EXE, "--state", state_.path()};
-        argv.insert(argv.end(), opts.begin(), opts.end());
-        argv.push_back("--");
-        argv.insert(argv.end(), program.begin(), program.end());
-        return run(argv, {"ZEV_SETTINGS_FILE="});
+        return testsupport::on_board(state_.path(), program, opts);
     }
     RunResult commctl(const std::vector<std::string> &args) {
         std::vector<std::string> argv = {COMMCTL_EXE};
@@ -36,7 +33,8 @@ protected:
 TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
     RunResult r = commctl({"gpio", "export", "33"});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(testsupport::summarise(r.out), std::vector<std::string>{"DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n"});
+    EXPECT_EQ(testsupport::summarise(r.out),
+              std::vector<std::string>{"DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n"});
     EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "in\n");
     EXPECT_EQ(testsupport::read_file(gpio("gpio33/value")), "0\n");
 
@@ -45,15 +43,10 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
         int status;
         std::string out;
     } steps[] = {
-        {{"gpio", "dir", "33", "out"}, 0, ""},
-        {{"gpio", "set", "33", "1"}, 0, ""},
-        {{"gpio", "get", "33"}, 0, "1\n"},
-        {{"gpio", "set", "33", "0"}, 0, ""},
-        {{"gpio", "get", "33"}, 0, "0\n"},
-        {{"gpio", "dir", "33", "high"}, 0, ""},
-        {{"gpio", "get", "33"}, 0, "1\n"},
-        {{"gpio", "unexport", "33"}, 0, ""},
-        {{"gpio", "get", "33"}, 1, ""},
+        {{"gpio", "dir", "33", "out"}, 0, ""},  // each step a run of its own: the state survives
+        {{"gpio", "set", "33", "1"}, 0, ""},   {{"gpio", "get", "33"}, 0, "1\n"},
+        {{"gpio", "dir", "33", "low"}, 0, ""}, {{"gpio", "get", "33"}, 0, "0\n"},
+        {{"gpio", "unexport", "33"}, 0, ""},   {{"gpio", "get", "33"}, 1, ""},
     };
     for (const auto &s : steps) {
         r = commctl(s.args);
@@ -63,15 +56,9 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
         }
     }
     EXPECT_FALSE(testsupport::file_exists(gpio("gpio33")));
-    EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "");
-}
-
-TEST_F(Boardsim, StateSurvivesRunsAndResetClearsIt) {
+    // --reset builds the board afresh: no exported pins.
     ASSERT_EQ(commctl({"gpio", "export", "7"}).status, 0);
-    ASSERT_EQ(commctl({"gpio", "dir", "7", "out"}).status, 0);
-    ASSERT_EQ(commctl({"gpio", "set", "7", "1"}).status, 0);
-    EXPECT_EQ(commctl({"gpio", "get", "7"}).out, "1\n");
-    RunResult r = sim({COMMCTL_EXE, "gpio", "get", "7"}, {"--reset"});
+    r = sim({COMMCTL_EXE, "gpio", "get", "7"}, {"--reset"});
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("gpio get 7 failed"), std::string::npos) << r.err;
 }
@@ -95,8 +82,19 @@ TEST_F(Boardsim, ExitStatusAndErrors) {
     EXPECT_EQ(run({BOARDSIM_EXE, "--help"}).status, 0);
 }
 
+TEST_F(Boardsim, CommctlListsEveryCommandOnceInNameOrder) {
+    const std::string help = run({COMMCTL_EXE, "--help"}).out;
+    std::vector<std::string> names;
+    std::istringstream in(help.substr(help.find("commands:\n") + 10));
+    for (std::string line; std::getline(in, line);) names.push_back(line.substr(2, line.find(' ', 2) - 2));
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end())) << help;
+    EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end()) << help;
+    EXPECT_EQ(names.size() > 2 ? names.front() + " " + names.back() : help, "clock video");
+}
+
 TEST_F(Boardsim, ProgramsSeeTheBoardNotTheMachine) {
-    const RunResult r = sim({"/bin/sh", "-c", "cat /sys/class/gpio/export; ls /sys/class/gpio; echo $ZEV_SETTINGS_FILE"});
+    const RunResult r =
+        sim({"/bin/sh", "-c", "cat /sys/class/gpio/export; ls /sys/class/gpio; echo $ZEV_SETTINGS_FILE"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, "export\nunexport\n" + state_.path() + "/settings.conf\n");
 }
@@ -109,18 +107,12 @@ TEST_F(Boardsim, CommctlUsage) {
     } cases[] = {
         {{"--help"}, 0, "commands:"},
         {{"gpio", "--help"}, 0, "usage: commctl gpio export PIN"},
-        {{"clock", "--help"}, 0, "usage: commctl clock"},
-        {{"log-demo", "--help"}, 0, "usage: commctl [--level N] log-demo"},
         {{}, 2, "usage: commctl"},
         {{"nonsense"}, 2, "commctl: unknown command 'nonsense'"},
-        {{"gpio"}, 2, "commctl: gpio wants an operation and a pin"},
         {{"gpio", "export", "x3"}, 2, "commctl: 'x3' is not a pin number"},
         {{"gpio", "dir", "33", "sideways"}, 2, "direction must be in, out, high or low"},
-        {{"gpio", "set", "33"}, 2, "gpio set wants a pin and a number"},
-        {{"gpio", "wiggle", "33"}, 2, "unknown gpio operation"},
         {{"gpio", "export", "1000"}, 1, "gpio export 1000 failed (-1)"},
         {{"--level", "x", "clock"}, 2, "--level wants a number"},
-        {{"clock", "extra"}, 2, "clock takes no arguments"},
     };
     for (const auto &c : cases) {
         std::vector<std::string> argv = {COMMCTL_EXE};
@@ -136,7 +128,7 @@ TEST_F(Boardsim, CommctlUsage) {
 }
 
 TEST_F(Boardsim, LogDemoFollowsTheLevel) {
-    for (int level : {0, 1, 5, 7}) {
+    for (int level : {0, 7}) {
         const RunResult r = commctl({"--level", std::to_string(level), "log-demo"});
         ASSERT_EQ(r.status, 0);
         const auto log = testsupport::parse_log(r.out);
@@ -156,7 +148,8 @@ TEST_F(Boardsim, DemoApplicationBlinksTheLed) {
         "INF blink_record_led :LED on, reads 1\n",
         "INF blink_record_led :LED off, reads 0\n",
         "VER main :verbose lines show at level 7\n",
-        "INF pass_frames_between_threads :40 of 40 frames and 4000 of 4000 telemetry bytes came through in order\n",
+        "INF pass_frames_between_threads :40 of 40 frames and 4000 of 4000 telemetry bytes came through in "
+        "order\n",
         "INF main :dashcam demo done\n",
     };
     ASSERT_GE(lines.size(), 2u);
