@@ -33,11 +33,7 @@ std::string fd_path(int fd) {
 }
 
 const CloseReaction *reaction_for(const std::string &path) {
-    const CloseReaction *found = nullptr;
-    registry::for_each<CloseReaction>([&](const CloseReaction &r) {
-        if (found == nullptr && r.matches(path)) found = &r;
-    });
-    return found;
+    return registry::find_if<CloseReaction>([&](const CloseReaction &r) { return r.matches(path); });
 }
 
 }  // namespace

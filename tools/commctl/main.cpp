@@ -1,17 +1,16 @@
 // commctl: the developer's and field engineer's command line over libcomm.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <charconv>
 #include <cstdarg>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include "comm_log.h"
 #include "command.hpp"
+#include "comm_log.h"
 
 namespace commctl {
 

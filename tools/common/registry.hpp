@@ -41,13 +41,19 @@ void for_each(Fn &&fn) {
     for (const Entry<T> *e = g_head<T>; e != nullptr; e = e->next) fn(e->item);
 }
 
+// The first item found for which `pred` holds, or null.
+template <typename T, typename Pred>
+const T *find_if(Pred &&pred) {
+    for (const Entry<T> *e = g_head<T>; e != nullptr; e = e->next) {
+        if (pred(e->item)) return &e->item;
+    }
+    return nullptr;
+}
+
 // The item whose `name` is `name`, or null.
 template <typename T>
 const T *find(const char *name) {
-    for (const Entry<T> *e = g_head<T>; e != nullptr; e = e->next) {
-        if (strcmp(e->item.name, name) == 0) return &e->item;
-    }
-    return nullptr;
+    return find_if<T>([name](const T &item) { return strcmp(item.name, name) == 0; });
 }
 
 // Every registered item, sorted by `name`.
