@@ -1,6 +1,6 @@
-# A short prompt MP3 for the demo, made at build time: commctl writes a
-# tone, lame encodes it. Needs the tools and lame; without them there is no
-# prompt and the demo says so.
+# A short prompt MP3 for the demo (scripts/demo.d/50-media.sh), made at
+# build time: commctl writes a tone, lame encodes it. Needs the tools and
+# lame; without them there is no prompt and the demo says so.
 if(COMM_BUILD_TOOLS AND NOT CMAKE_CROSSCOMPILING)
   find_program(COMM_LAME_EXECUTABLE lame)
   if(COMM_LAME_EXECUTABLE)

@@ -12,7 +12,8 @@
 # replaced by <stdint.h>, which is what it needs.
 #
 # Sets MINIMP3_BUILD_DIR (the folder of the fixed header) and
-# MINIMP3_IMPL_SOURCE (the one C file that holds the decoder).
+# MINIMP3_IMPL_SOURCE (the one C file that holds the decoder), and makes the
+# target comm_minimp3 that gives the header to the targets that link it.
 set(MINIMP3_INCLUDE_DIR "" CACHE PATH "Folder with minimp3.h to use instead of fetching the npm package")
 set(COMM_MINIMP3_TARBALL "" CACHE FILEPATH "Local minimp3-1.0.0.tgz (npm pack) to use instead of the registry")
 set(MINIMP3_VERSION 1.0.0)
@@ -114,4 +115,5 @@ int comm_minimp3_decode_frame(mp3dec_t *dec, const uint8_t *mp3, int mp3_bytes, 
 #include "minimp3.h"
 ]=])
 set_source_files_properties(${MINIMP3_IMPL_SOURCE} PROPERTIES COMPILE_OPTIONS "-w")
-include_directories(SYSTEM ${MINIMP3_BUILD_DIR})
+add_library(comm_minimp3 INTERFACE)
+target_include_directories(comm_minimp3 SYSTEM INTERFACE ${MINIMP3_BUILD_DIR})

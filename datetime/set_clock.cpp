@@ -10,6 +10,7 @@
 #include "comm_sys.h"
 #include "datetime/calendar.hpp"
 #include "frame/local_time.hpp"
+#include "rtc_clock.h"
 #include "zev_settings.h"
 
 namespace comm {
@@ -134,9 +135,9 @@ COMM_API int32_t Zve_Comm_GetRtcTime(hiSYSTEM_TM_S *pstDateTime) {
     return Zev_Comm_GetLocalTime(pstDateTime);
 }
 
-COMM_API int32_t Zev_Comm_UpdateSysTimeFromRtc(void) { return Zev_Comm_SystemEx("hwclock --hctosys"); }
+COMM_API int32_t Zev_Comm_UpdateSysTimeFromRtc(void) { return Zev_Comm_SystemEx(COMM_RTC_TO_SYSTEM_CMD); }
 
-COMM_API int32_t Zev_Comm_UpdateSysTimeToRtc(void) { return Zev_Comm_SystemEx("hwclock --systohc"); }
+COMM_API int32_t Zev_Comm_UpdateSysTimeToRtc(void) { return Zev_Comm_SystemEx(COMM_SYSTEM_TO_RTC_CMD); }
 
 COMM_API int32_t Zve_Comm_IsTimeSeted(void) { return comm::s_bTimeSeted; }
 

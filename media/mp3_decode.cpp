@@ -15,13 +15,11 @@
 namespace comm {
 namespace {
 
-// All state of one decoding; it lives on the caller's stack.
+// All state of one decoding; it lives on the caller's stack. The file's
+// descriptor and mapping belong to their owners in Zev_Mp3Decode.
 struct Mp3DecodeState {
     mp3dec_t stDecoder;
-    int32_t iFd;
-    const uint8_t *pMapBase;
     const uint8_t *pCur;
-    int32_t iFileSize;
     int32_t iRemain;
     int32_t iSamples;
     int32_t iChannels;
@@ -114,11 +112,8 @@ __attribute__((noinline)) static int32_t decode_file(const char *path, void *pOu
         return 0;
     }
     comm::Mp3DecodeState st;
-    st.iFd = fd.get();
-    st.pMapBase = map.data();
-    st.pCur = st.pMapBase;
-    st.iFileSize = static_cast<int32_t>(map.size());
-    st.iRemain = st.iFileSize;
+    st.pCur = map.data();
+    st.iRemain = static_cast<int32_t>(map.size());
     st.iSamples = st.iChannels = st.iHz = 0;
     mp3dec_init(&st.stDecoder);
     return comm::decode_frames(st, static_cast<uint8_t *>(pOut), iCapacity);

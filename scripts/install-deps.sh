@@ -10,7 +10,7 @@ PACKAGES=(
   g++-arm-linux-gnueabihf qemu-user
   libssl-dev libmpg123-dev lame
   util-linux procps dos2unix valgrind
-  help2man python3
+  help2man python3 clang-format-14
 )
 
 missing=()

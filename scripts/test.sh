@@ -3,7 +3,8 @@
 # UndefinedBehaviorSanitizer, board tests on umockdev), the ThreadSanitizer
 # build for the threaded tests, the release build as an integrator uses it
 # (install, consumer project, packages, an offline configure), and the
-# armhf cross build under qemu-arm with its consumer and packages.
+# armhf cross build under qemu-arm with its consumer and packages, and
+# last the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -60,3 +61,6 @@ ctest --preset armhf
 step "armhf: consumer project under qemu-arm, packages (armhf)"
 bash scripts/check-install.sh consumer build/armhf armhf
 bash scripts/check-install.sh packages build/armhf armhf
+
+step "format: every C and C++ file as .clang-format makes it"
+bash scripts/check-format.sh

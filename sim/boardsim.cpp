@@ -19,24 +19,6 @@
 #include "board.hpp"
 #include "board_tree.hpp"
 
-namespace comm::sim {
-
-bool link_into_root(Board &board, const std::string &rel) {
-    const std::string target = board.tree + "/" + rel;
-    const std::string link = board.root + "/" + rel;
-    const size_t slash = link.rfind('/');
-    if (!make_dirs(link.substr(0, slash))) return false;
-    remove_tree(link);
-    if (symlink(target.c_str(), link.c_str()) != 0) {
-        fprintf(stderr, "boardsim: cannot link %s: %s\n", link.c_str(), strerror(errno));
-        return false;
-    }
-    board.links.push_back(link);
-    return true;
-}
-
-}  // namespace comm::sim
-
 namespace {
 
 const char kUsage[] =
@@ -142,9 +124,9 @@ bool prepare_state(comm::sim::Board &board, bool reset) {
         return false;
     }
     if (fresh) {
-        for (const BoardPart &part : board_parts()) {
-            if (!part.create(board)) {
-                fprintf(stderr, "boardsim: cannot create the board's %s\n", part.name);
+        for (const BoardPart *part : board_parts()) {
+            if (!part->create(board)) {
+                fprintf(stderr, "boardsim: cannot create the board's %s\n", part->name);
                 return false;
             }
         }
@@ -241,9 +223,9 @@ int main(int argc, char **argv) {
     g_free(root);
     int status = 1;
     bool ok = true;
-    for (const comm::sim::BoardPart &part : comm::sim::board_parts()) {
-        if (!part.attach(board)) {
-            fprintf(stderr, "boardsim: cannot attach the board's %s\n", part.name);
+    for (const comm::sim::BoardPart *part : comm::sim::board_parts()) {
+        if (!part->attach(board)) {
+            fprintf(stderr, "boardsim: cannot attach the board's %s\n", part->name);
             ok = false;
             break;
         }

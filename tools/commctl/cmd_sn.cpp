@@ -8,8 +8,8 @@
 #include "comm_mtdmgr.h"
 #include "comm_sn.h"
 #include "command.hpp"
-#include "flash/identity_record/record.hpp"
 #include "json.hpp"
+#include "record_rules.hpp"
 
 namespace {
 
@@ -199,7 +199,8 @@ int run_set(commctl::Args args) {
     Zev_SnManager_Start();
     const int32_t r = Zev_SnManager_Update(f->mask, value.data(), static_cast<int32_t>(value.size()));
     fflush(stdout);
-    if (r == -11) return commctl::failure("%s refused: a value of only 0x00 and 0xFF bytes", f->name);
+    if (r == comm::sn::kBadValue)
+        return commctl::failure("%s refused: a value of only 0x00 and 0xFF bytes", f->name);
     if (r != 0) return commctl::failure("%s refused (%d): the value is too long", f->name, r);
     return commctl::kOk;
 }

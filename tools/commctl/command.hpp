@@ -1,4 +1,4 @@
-// commctl's subcommand registry: each command file registers itself with
+// commctl's subcommands: each command file registers itself with
 // COMMCTL_COMMAND, so adding a command never touches another file.
 #pragma once
 
@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <span>
 #include <string_view>
+
+#include "registry.hpp"
 
 namespace commctl {
 
@@ -16,22 +18,10 @@ struct Command {
     const char *summary;  // one line for the command list
     const char *usage;    // the full --help text
     int (*run)(Args args);
-    Command *next;
 };
 
-// Registered commands, in no particular order.
-Command *&registry();
-
-struct Registrar {
-    explicit Registrar(Command &c) {
-        c.next = registry();
-        registry() = &c;
-    }
-};
-
-#define COMMCTL_COMMAND(ident, name, summary, usage, fn)                                          \
-    static ::commctl::Command ident##_command{name, summary, usage, fn, nullptr};                  \
-    static const ::commctl::Registrar ident##_registrar{ident##_command}
+#define COMMCTL_COMMAND(ident, name, summary, usage, fn) \
+    COMM_REGISTER(::commctl::Command, ident##_command, name, summary, usage, fn)
 
 // Exit statuses.
 constexpr int kOk = 0;

@@ -19,11 +19,6 @@
 
 namespace commctl {
 
-Command *&registry() {
-    static Command *head = nullptr;
-    return head;
-}
-
 static int vreport(int status, const char *fmt, va_list ap) {
     fflush(stdout);
     fputs("commctl: ", stderr);
@@ -150,17 +145,8 @@ const char kMainUsage[] =
 
 void print_main_usage(FILE *out) {
     fputs(kMainUsage, out);
-    // Sorted listing without allocating: repeatedly pick the next name.
-    const char *last = "";
-    for (;;) {
-        const commctl::Command *best = nullptr;
-        for (const commctl::Command *c = commctl::registry(); c != nullptr; c = c->next) {
-            if (strcmp(c->name, last) > 0 && (best == nullptr || strcmp(c->name, best->name) < 0)) best = c;
-        }
-        if (best == nullptr) break;
-        fprintf(out, "  %-10s %s\n", best->name, best->summary);
-        last = best->name;
-    }
+    for (const commctl::Command *c : comm::registry::by_name<commctl::Command>())
+        fprintf(out, "  %-10s %s\n", c->name, c->summary);
 }
 
 // The library's level when logging is asked for with -v, as at load.
@@ -214,8 +200,7 @@ int main(int argc, char **argv) {
         return commctl::kUsage;
     }
     const char *name = argv[optind];
-    for (commctl::Command *c = commctl::registry(); c != nullptr; c = c->next) {
-        if (strcmp(c->name, name) != 0) continue;
+    if (const commctl::Command *c = comm::registry::find<commctl::Command>(name)) {
         commctl::Args args(argv + optind + 1, static_cast<size_t>(argc - optind - 1));
         if (commctl::wants_help(args)) {
             fputs(c->usage, stdout);
