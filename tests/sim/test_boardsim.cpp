@@ -100,7 +100,7 @@ TEST_F(Boardsim, ExitStatusAndErrors) {
 TEST_F(Boardsim, CommctlListsEveryCommandOnceInNameOrder) {
     const std::string help = run({COMMCTL_EXE, "--help"}).out;
     std::vector<std::string> names;
-    std::istringstream in(help.substr(help.find("commands:\n") + 10));
+    std::istringstream in(help.substr(help.find("Commands:\n") + 10));
     for (std::string line; std::getline(in, line);) names.push_back(line.substr(2, line.find(' ', 2) - 2));
     EXPECT_TRUE(std::is_sorted(names.begin(), names.end())) << help;
     EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end()) << help;
