@@ -32,3 +32,6 @@ cmake --preset armhf >/dev/null
 cmake --build --preset armhf -j "$jobs"
 step "armhf: tests under qemu-arm"
 ctest --preset armhf
+
+step "kernel lab: the armhf library on Debian's armmp kernel under qemu"
+bash scripts/kernel-lab.sh
