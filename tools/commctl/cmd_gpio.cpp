@@ -42,8 +42,10 @@ int run_gpio(commctl::Args args) {
         const char *d = args[2];
         if (strcmp(d, "in") != 0 && strcmp(d, "out") != 0 && strcmp(d, "high") != 0 && strcmp(d, "low") != 0)
             return commctl::usage_error("direction must be in, out, high or low, not '%s'", d);
-        char dir[4] = {};  // the library always writes these 4 bytes
-        memcpy(dir, d, strnlen(d, sizeof dir));
+        // The library writes 4 bytes and logs the direction as a string:
+        // "high" fills the 4 and needs a terminator behind them.
+        char dir[5] = {};
+        memcpy(dir, d, strnlen(d, 4));
         return result(Zev_Comm_Gpio_SetDirection(pin, dir), op, pin);
     }
     if (strcmp(op, "set") == 0) {
