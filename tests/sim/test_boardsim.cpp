@@ -45,6 +45,8 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
         int status;
         std::string out;
     } steps[] = {
+        {{"gpio", "set", "33", "1"}, 0, ""},  // an input refuses the value
+        {{"gpio", "get", "33"}, 0, "0\n"},
         {{"gpio", "dir", "33", "out"}, 0, ""},
         {{"gpio", "set", "33", "1"}, 0, ""},
         {{"gpio", "get", "33"}, 0, "1\n"},
@@ -64,6 +66,14 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
     }
     EXPECT_FALSE(testsupport::file_exists(gpio("gpio33")));
     EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "");
+
+    // The line keeps its direction and level while unexported; 64 is beyond
+    // the board's lines, and the kernel's refusal goes unseen.
+    ASSERT_EQ(commctl({"gpio", "export", "33"}).status, 0);
+    EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "out\n");
+    EXPECT_EQ(commctl({"gpio", "get", "33"}).out, "1\n");
+    EXPECT_EQ(commctl({"gpio", "export", "64"}).status, 0);
+    EXPECT_FALSE(testsupport::file_exists(gpio("gpio64")));
 }
 
 TEST_F(Boardsim, StateSurvivesRunsAndResetClearsIt) {
