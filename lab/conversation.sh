@@ -30,7 +30,12 @@ show() {
 
 part_a() {
   show /proc/mtd /proc/mtd
+  step gpio get 5
   step gpio export 33
+  step gpio export 33
+  step gpio get 33
+  step gpio set 33 1
+  step gpio get 33
   step gpio dir 33 out
   step gpio set 33 1
   step gpio get 33
@@ -40,6 +45,20 @@ part_a() {
   step gpio unexport 33
   step gpio get 33
   step gpio export 1000
+  step gpio export 64
+  step gpio dir 64 out
+  step gpio get 64
+  step gpio unexport 64
+  step gpio dir 34 high
+  step gpio export 34
+  step gpio dir 34 high
+  step gpio get 34
+  step gpio unexport 34
+  step gpio export 34
+  show gpio34/direction /sys/class/gpio/gpio34/direction
+  step gpio get 34
+  step gpio dir 34 in
+  step gpio unexport 34
   step usb off
   step gpio get 33
   step usb on
@@ -63,6 +82,8 @@ part_a() {
   step sn get Sn
   step sn get Did --hex
   step sn show
+  step sn erase Did
+  step sn get Did
   step mtd read MTD_PART_SN_BACKUP 0 48
 
   step sd
@@ -71,6 +92,7 @@ part_a() {
   step pmu set-charge 300
   step pmu cap
   step pmu timeout 30
+  step pmu power-off 5
   step pmu
   show pmu-writes "$PMU_WRITES"
 

@@ -12,18 +12,18 @@ attr_write() {
 
 chip=$(for c in $G/gpiochip*; do [ "$(cat $c/label)" = testboard ] && echo "$(cat $c/base) $(cat $c/ngpio)"; done)
 check gpio-chip-base "0 64" "$chip"
-check gpio-export "ok" "$(attr_write $G/export '33\n')"
-check gpio-export-twice "Device or resource busy" "$(attr_write $G/export '33\n')"
+check gpio-export "ok" "$(attr_write $G/export '40\n')"
+check gpio-export-twice "Device or resource busy" "$(attr_write $G/export '40\n')"
 check gpio-export-no-line "Invalid argument" "$(attr_write $G/export '64\n')"
-check gpio-export-nul-ended "ok" "$(attr_write $G/export '34\0\0')"
-check gpio-direction-first "in" "$(cat $G/gpio33/direction)"
-check gpio-value-to-input "Operation not permitted" "$(attr_write $G/gpio33/value '1\n')"
-check gpio-direction-bogus "Invalid argument" "$(attr_write $G/gpio33/direction 'bogus\n')"
-check gpio-direction-high "1" "$(printf 'high\n' > $G/gpio33/direction; cat $G/gpio33/value)"
-check gpio-value-nul-ended "0" "$(printf '0\0\0\0' > $G/gpio33/value; cat $G/gpio33/value)"
-check gpio-unexport "ok no" "$(attr_write $G/unexport '33\n') $([ -e $G/gpio33 ] && echo yes || echo no)"
-check gpio-unexport-twice "Invalid argument" "$(attr_write $G/unexport '33\n')"
-printf '34\n' > $G/unexport
+check gpio-export-nul-ended "ok" "$(attr_write $G/export '41\0\0')"
+check gpio-direction-first "in" "$(cat $G/gpio40/direction)"
+check gpio-value-to-input "Operation not permitted" "$(attr_write $G/gpio40/value '1\n')"
+check gpio-direction-bogus "Invalid argument" "$(attr_write $G/gpio40/direction 'bogus\n')"
+check gpio-direction-high "1" "$(printf 'high\n' > $G/gpio40/direction; cat $G/gpio40/value)"
+check gpio-value-nul-ended "0" "$(printf '0\0\0\0' > $G/gpio40/value; cat $G/gpio40/value)"
+check gpio-unexport "ok no" "$(attr_write $G/unexport '40\n') $([ -e $G/gpio40 ] && echo yes || echo no)"
+check gpio-unexport-twice "Invalid argument" "$(attr_write $G/unexport '40\n')"
+printf '41\n' > $G/unexport
 
 mtd_names=$(sed -n 's/^mtd[0-9]*: [0-9a-f]* [0-9a-f]* "\(.*\)"$/\1/p' /proc/mtd | tr '\n' ' ')
 check mtd-names "BOOT ENV KEY_CUST1 KEY_CUST SETTINGS KERNEL " "$mtd_names"

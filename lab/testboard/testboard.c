@@ -24,6 +24,7 @@
 #include <linux/vmalloc.h>
 
 #include "devices/flash_layout.h"
+#include "devices/gpio_lines.h"
 #include "devices/pmu_ioctl.h"
 
 /* ---- flash ---- */
@@ -138,7 +139,7 @@ static void tb_flash_stop(void) {
 
 /* ---- GPIO ---- */
 
-#define TB_GPIO_LINES 64
+#define TB_GPIO_LINES COMM_GPIO_LINE_COUNT
 
 static DECLARE_BITMAP(tb_gpio_out, TB_GPIO_LINES);
 static DECLARE_BITMAP(tb_gpio_level, TB_GPIO_LINES);
