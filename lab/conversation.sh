@@ -88,6 +88,8 @@ part_a() {
 
   step sd
   step temp
+  step touch ignore
+  step touch accept
   step pmu
   step pmu set-charge 300
   step pmu cap

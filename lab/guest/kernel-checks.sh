@@ -59,3 +59,5 @@ major=$((0x$(stat -c %t /dev/ip_6303)))
 check pmu-node "character special file misc" \
   "$(stat -c %F /dev/ip_6303) $(sed '/^Block/q' /proc/devices | awk -v m=$major '$1 == m { print $2 }')"
 check cpu-temp-attr "Temperature 52" "$(cat /sys/devices/virtual/mstar/msys/TEMP_R)"
+T=/sys/class/i2c-dev/i2c-4/device/4-005d/drv_irq
+check touch-attr "1 0 Invalid argument" "$(cat $T) $(printf 0 > $T; cat $T) $(attr_write $T 'x')"

@@ -10,7 +10,8 @@
  *  - PMU: the driver's character device. Its readings are the module's
  *    parameters (writable under /sys/module/testboard/parameters), the
  *    words programs send are appended to the read-only parameter "writes".
- *  - The CPU temperature attribute (parameter cpu_temp).
+ *  - The CPU temperature attribute (parameter cpu_temp) and the touch
+ *    controller's interrupt switch.
  */
 #include <linux/device.h>
 #include <linux/fs.h>
@@ -279,24 +280,50 @@ static ssize_t TEMP_R_show(struct device *dev, struct device_attribute *attr, ch
 }
 static DEVICE_ATTR_RO(TEMP_R);
 
-static struct class *tb_class;
-static struct device *tb_soc;
+/* The touch controller's interrupt switch: 1 on, 0 off. */
+static int touch_irq = 1;
 
-/* /sys/devices/virtual/mstar/msys/TEMP_R, where the SoC's driver puts it. */
-static int tb_temp_start(void) {
-    tb_class = class_create(THIS_MODULE, "mstar");
-    if (IS_ERR(tb_class)) return PTR_ERR(tb_class);
-    tb_soc = device_create(tb_class, NULL, 0, NULL, "msys");
-    if (IS_ERR(tb_soc)) {
-        class_destroy(tb_class);
-        return PTR_ERR(tb_soc);
-    }
-    return device_create_file(tb_soc, &dev_attr_TEMP_R);
+static ssize_t drv_irq_show(struct device *dev, struct device_attribute *attr, char *buf) {
+    return sysfs_emit(buf, "%d\n", touch_irq);
 }
 
-static void tb_temp_stop(void) {
-    device_remove_file(tb_soc, &dev_attr_TEMP_R);
-    device_destroy(tb_class, 0);
+static ssize_t drv_irq_store(struct device *dev, struct device_attribute *attr, const char *buf, size_t n) {
+    int value;
+
+    if (kstrtoint(buf, 10, &value)) return -EINVAL;
+    touch_irq = value;
+    return n;
+}
+static DEVICE_ATTR_RW(drv_irq);
+
+static struct class *tb_class, *tb_i2c_class;
+static struct device *tb_soc, *tb_adapter, *tb_touch, *tb_i2c_node;
+
+/* /sys/devices/virtual/mstar/msys/TEMP_R, where the SoC's driver puts it,
+ * and /sys/class/i2c-dev/i2c-4/device/4-005d/drv_irq, the touch
+ * controller's switch: an adapter i2c-4 with the client 4-005d below it,
+ * and the adapter's node in the i2c-dev class. */
+static int tb_attributes_start(void) {
+    tb_class = class_create(THIS_MODULE, "mstar");
+    if (IS_ERR(tb_class)) return PTR_ERR(tb_class);
+    tb_i2c_class = class_create(THIS_MODULE, "i2c-dev");
+    if (IS_ERR(tb_i2c_class)) return PTR_ERR(tb_i2c_class);
+    tb_soc = device_create(tb_class, NULL, 0, NULL, "msys");
+    tb_adapter = device_create(tb_class, NULL, 0, NULL, "i2c-4");
+    tb_touch = IS_ERR(tb_adapter) ? tb_adapter : device_create(tb_class, tb_adapter, 0, NULL, "4-005d");
+    tb_i2c_node = IS_ERR(tb_adapter) ? tb_adapter : device_create(tb_i2c_class, tb_adapter, 0, NULL, "i2c-4");
+    if (IS_ERR(tb_soc) || IS_ERR(tb_adapter) || IS_ERR(tb_touch) || IS_ERR(tb_i2c_node)) return -ENOMEM;
+    if (device_create_file(tb_soc, &dev_attr_TEMP_R)) return -ENOMEM;
+    return device_create_file(tb_touch, &dev_attr_drv_irq);
+}
+
+/* Undoes what tb_attributes_start made, also after it failed half-way. */
+static void tb_attributes_stop(void) {
+    if (!IS_ERR_OR_NULL(tb_i2c_node)) device_unregister(tb_i2c_node);
+    if (!IS_ERR_OR_NULL(tb_touch)) device_unregister(tb_touch);
+    if (!IS_ERR_OR_NULL(tb_adapter)) device_unregister(tb_adapter);
+    if (!IS_ERR_OR_NULL(tb_soc)) device_unregister(tb_soc);
+    class_destroy(tb_i2c_class);
     class_destroy(tb_class);
 }
 
@@ -310,10 +337,11 @@ static int __init tb_init(void) {
     if (err) goto no_gpio;
     err = misc_register(&tb_pmu);
     if (err) goto no_pmu;
-    err = tb_temp_start();
-    if (err) goto no_temp;
+    err = tb_attributes_start();
+    if (err) goto no_attributes;
     return 0;
-no_temp:
+no_attributes:
+    tb_attributes_stop();
     misc_deregister(&tb_pmu);
 no_pmu:
     gpiochip_remove(&tb_gpio);
@@ -323,7 +351,7 @@ no_gpio:
 }
 
 static void __exit tb_exit(void) {
-    tb_temp_stop();
+    tb_attributes_stop();
     misc_deregister(&tb_pmu);
     gpiochip_remove(&tb_gpio);
     tb_flash_stop();
