@@ -15,7 +15,11 @@ field() {
   echo "$1"
 }
 c() { commctl --level 0 "$@"; }
-index_of() { c sn get "$1" 2>/dev/null | sed -n 's/^"v0*\([0-9][0-9]*\)"$/\1/p'; }
+# index_of FIELD: the index in the field's value as "sn show" lists it in
+# $shown, empty when it is unreadable or holds something else.
+index_of() {
+  echo "$shown" | awk -v f="$1" '$1 == f && $NF ~ /^"v[0-9]+"$/ { v = $NF; gsub(/[^0-9]/, "", v); print v + 0 }'
+}
 
 update() {
   c sn set "$(field "$1")" "$(printf 'v%07d' "$1")" >/dev/null 2>&1 || { echo "@@ update $1 failed"; return 1; }
@@ -23,6 +27,7 @@ update() {
 }
 
 check_record() {
+  shown=$(c sn show) # loads the record, repairing a copy cut in the middle
   sn=$(index_of Sn) did=$(index_of Did) adas=$(index_of Adas)
   top=$(printf '%s\n' "${sn:-0}" "${did:-0}" "${adas:-0}" | sort -n | tail -1)
   # the last complete update is "top": field r then holds the index among
