@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <tuple>
 
-#include "run.hpp"
 #include "media_test.hpp"
+#include "run.hpp"
 #include "tempdir.hpp"
 
 using namespace std::string_literals;
@@ -33,6 +33,9 @@ TEST(CommctlMedia, CommandsOnTheSimulatedBoard) {
         {"", "$C mp3 in.mp3 o.wav", 0, "o.wav: 16128 bytes of PCM, 48000 Hz, 1 channel(s), 0.17 s\n", "o.wav",
          wav},
         {"", "$C mp3 junk.mp3 x.wav", 1, "", "x.wav", ""},
+        {"", "$C mp3 in.mp3 no/such/dir.wav", 1, "", "", ""},
+        {"", "$C mp3 --info in.mp3", 0,
+         "duration 0.168 s\nrate     48000 Hz\nchannels 1\nsamples  8064 per channel\n", "", ""},
         {"", "$C tone 500 440 t.wav >/dev/null && wc -c <t.wav", 0, "44144\n", "", ""},
         {"", "$C mp4 \"$BOARDSIM_SDCARD/DCIM/sample.mp4\"", 0,
          "duration_ms 60000\nfps_word0   30 (0x0000001e)\nfps_word1   30000 (0x00007530)\n", "", ""},

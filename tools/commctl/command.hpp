@@ -47,7 +47,8 @@ bool parse_i32(std::string_view text, int32_t &out);
 bool parse_u32(std::string_view text, uint32_t &out);
 bool parse_i64(std::string_view text, int64_t &out);
 
-// True when args holds "--help" or "-h" anywhere.
+// True when "--help" or "-h" comes before the first operand (a word not
+// starting with '-', or "--"): `commctl run echo --help` runs echo.
 bool wants_help(Args args);
 
 // Reads a whole file into memory; false (with errno set) on failure.
