@@ -174,6 +174,12 @@ collect() {
 
 # ---- the board -----------------------------------------------------------------
 
+# A guest never outlives the lab, whatever ends it.
+GUEST_PID=""
+stop_guest() { [ -z "$GUEST_PID" ] || kill -KILL "$GUEST_PID" 2>/dev/null || true; }
+trap stop_guest EXIT
+trap 'stop_guest; exit 130' INT TERM
+
 # boot MODE LOG [KERNEL WORDS...]: runs the guest to its end, or to the cut
 # in mode "cut", or to the time limit. 0 when the guest ended as planned.
 boot() {
@@ -188,6 +194,7 @@ boot() {
     -device sdhci-pci -device sd-card,drive=card -drive if=none,id=card,file="$RUN/sd.img",format=raw \
     -device pci-serial,chardev=uart -chardev pipe,id=uart,path="$RUN/uart" \
     </dev/null >"$log.qemu" 2>&1 &
+  GUEST_PID=$!
   local pid=$! start=$EPOCHREALTIME cut_at="" cutting_at="" fed=0 now
   while kill -0 "$pid" 2>/dev/null; do
     now=$EPOCHREALTIME

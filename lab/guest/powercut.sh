@@ -16,9 +16,10 @@ field() {
 }
 c() { commctl --level 0 "$@"; }
 # index_of FIELD: the index in the field's value as "sn show" lists it in
-# $shown, empty when it is unreadable or holds something else.
+# $shown, empty when it is unreadable or holds something else. (The zeros
+# go as text: busybox awk would read "0000012" as octal.)
 index_of() {
-  echo "$shown" | awk -v f="$1" '$1 == f && $NF ~ /^"v[0-9]+"$/ { v = $NF; gsub(/[^0-9]/, "", v); print v + 0 }'
+  echo "$shown" | awk -v f="$1" '$1 == f && $NF ~ /^"v[0-9]+"$/ { v = $NF; gsub(/[^0-9]/, "", v); sub(/^0+/, "", v); print v }'
 }
 
 update() {
