@@ -62,5 +62,8 @@ step "armhf: consumer project under qemu-arm, packages (armhf)"
 bash scripts/check-install.sh consumer build/armhf armhf
 bash scripts/check-install.sh packages build/armhf armhf
 
+step "kernel lab: the armhf library on Debian's armmp kernel under qemu"
+bash scripts/kernel-lab.sh
+
 step "format: every C and C++ file as .clang-format makes it"
 bash scripts/check-format.sh
