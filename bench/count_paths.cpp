@@ -9,9 +9,11 @@
 // DIR is a scratch folder for the MP3 file (made with lame). The identity
 // record's load needs a flash and is counted alone, in a run of its own under
 // umockdev-wrapper (outside valgrind), so that the preload's wrappers of
-// open, read and write touch no other path:
+// open, read and write touch no other path; only the calling thread counts
+// (the testbed serves its files from a thread of its own):
 //
-//   umockdev-wrapper valgrind --tool=callgrind --instr-atstart=no build/release/bench/count_paths --flash
+//   umockdev-wrapper valgrind --tool=callgrind --separate-threads=yes --instr-atstart=no \
+//       build/release/bench/count_paths --flash
 #include <valgrind/callgrind.h>
 #if COMM_COUNT_FLASH
 #include <umockdev.h>
