@@ -63,18 +63,17 @@ TEST(ParamText, FileReaders) {
     };
     for (const auto &[content, code, found] : cases) {
         ASSERT_TRUE(write_file(f, content));
-        int32_t value = -7, r = -1;
+        int32_t value = -7;
         char out[512] = "keep";
-        Lines lines = logged([&] { r = Zev_Comm_GetNumFromFileBykey(f.c_str(), "FW", &value); });
-        EXPECT_EQ(r, 0);
+        const auto lines = [&, c = code, &v = found](const std::string &fn, const char *lookup) {
+            return c == 0 ? Lines{"VER " + fn + " :FW=" + v + "\r\n"} : Lines{failed(lookup, c)};
+        };
+        EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_Comm_GetNumFromFileBykey(f.c_str(), "FW", &value), 0); }),
+                  lines("Zev_Comm_GetNumFromFileBykey", "ZevGetFactoryParam"));
         EXPECT_EQ(value, code == 0 ? atoi(found.c_str()) : -7) << found;
-        EXPECT_EQ(lines, code == 0 ? Lines{"VER Zev_Comm_GetNumFromFileBykey :FW=" + found + "\r\n"}
-                                   : Lines{failed("ZevGetFactoryParam", code)});
-        lines = logged([&] { r = Zev_Comm_GetStrFromFileBykey(f.c_str(), "FW", out); });
-        EXPECT_EQ(r, 0);
+        EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_Comm_GetStrFromFileBykey(f.c_str(), "FW", out), 0); }),
+                  lines("Zev_Comm_GetStrFromFileBykey", "ZevGetTargetFwVer"));
         EXPECT_STREQ(out, code == 0 ? found.c_str() : "keep");
-        EXPECT_EQ(lines, code == 0 ? Lines{"VER Zev_Comm_GetStrFromFileBykey :FW=" + found + "\r\n"}
-                                   : Lines{failed("ZevGetTargetFwVer", code)});
     }
     // Missing arguments give -100, a missing file what the read gave.
     int32_t value = 5;
