@@ -59,10 +59,10 @@ TEST_F(Pwm, WritesTheirTextsAndRefuseNumbersThatDoNotFit) {
 
 TEST_F(Pwm, DutyCycleReadsBack) {
     // Only 19 characters are read; an unexported channel reads as 0, silently.
-    for (const auto &[text, value] : {std::pair<std::string, int32_t>{"-3", -3},
-                                      {"abc\n", 0},
-                                      {"0000000000000000001234\n", 1},
-                                      {"0000000000000000012\n", 12}}) {
+    // clang-format off
+    for (const auto &[text, value] : {std::pair<std::string, int32_t>{"-3", -3}, {"abc\n", 0},
+                                      {"0000000000000000001234\n", 1}, {"0000000000000000012\n", 12}}) {
+        // clang-format on
         ASSERT_TRUE(bed_->write(kChip + "pwm5/duty_cycle", text));
         EXPECT_EQ(Zev_Comm_PWM_Get_DutyCycle(5), value) << text;
     }
@@ -71,12 +71,11 @@ TEST_F(Pwm, DutyCycleReadsBack) {
 
 TEST_F(Pwm, SetStatusSwitchesOnInOrderAndOffWithinTheLimit) {
     // Channel, enable, result, then enable, period and duty_cycle afterwards.
+    // clang-format off
     const std::tuple<int, uint8_t, int32_t, std::string, std::string, std::string> cases[] = {
-        {8, 1, 0, "1", "40000", "10000"},
-        {12, 1, 0, "1", "40000", "10000"},
-        {7, 0, 0, "0", "", ""},
-        {-1, 0, 0, "0", "", ""},  // the limit compares signed
-        {8, 0, -1, "", "", ""}};
+        {8, 1, 0, "1", "40000", "10000"}, {12, 1, 0, "1", "40000", "10000"}, {7, 0, 0, "0", "", ""},
+        {-1, 0, 0, "0", "", ""}, {8, 0, -1, "", "", ""}};  // -1: the limit compares signed
+    // clang-format on
     for (const auto &[ch, enable, result, on, period, duty] : cases) {
         const std::string dir = kChip + "pwm" + std::to_string(ch) + "/";
         for (const char *a : {"period", "duty_cycle", "enable"}) ASSERT_TRUE(bed_->write(dir + a, ""));

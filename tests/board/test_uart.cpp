@@ -47,10 +47,7 @@ protected:
         ASSERT_EQ(ZEV_UART_Init(ptsname(master_), &fd_), 0);
         ASSERT_EQ(set({7, 1, 0, 0}), 0);  // raw: bytes pass unchanged and at once
     }
-    void TearDown() override {
-        ZEV_UART_DeInit(fd_);
-        if (master_ >= 0) close(master_);
-    }
+    void TearDown() override { ZEV_UART_DeInit(fd_), master_ >= 0 ? close(master_) : 0; }
     void send(const std::string &b) const {
         ASSERT_EQ(write(master_, b.data(), b.size()), ssize_t(b.size()));
     }
@@ -79,19 +76,19 @@ TEST_F(Uart, InitOpensNonBlockingAndEverySpeedSetsBothDirections) {
     for (uint32_t sel = 0; sel < 8; ++sel) {
         ASSERT_EQ(set({sel, 1, 0, 0}), 0) << sel;
         const struct termios t = attrs();
-        EXPECT_EQ(cfgetispeed(&t), speeds[sel]) << sel;
-        EXPECT_EQ(cfgetospeed(&t), speeds[sel]) << sel;
+        EXPECT_EQ(std::make_pair(cfgetispeed(&t), cfgetospeed(&t)), std::make_pair(speeds[sel], speeds[sel]))
+            << sel;
     }
 }
 
 TEST_F(Uart, BadSettingsKeepWhatTheyMust) {
     // A bad speed changes nothing; bad framing keeps the old framing after stage one.
     const std::string speed = "no this bitrate\n";
+    // clang-format off
     for (const auto &[attr, line] : {std::pair<UART_ATTR_S, std::string>{{8, 0, 1, 1}, speed},
-                                     {{7, 2, 0, 0}, "Unsupported data size\n"},
-                                     {{7, 0, 0, 4}, "Unsupported parity\n"},
-                                     {{7, 0, 2, 1}, "Unsupported stop bits\n"},
-                                     {{7, 5, 9, 9}, "Unsupported data size\n"}}) {  // the first only
+            {{7, 2, 0, 0}, "Unsupported data size\n"}, {{7, 0, 0, 4}, "Unsupported parity\n"},
+            {{7, 0, 2, 1}, "Unsupported stop bits\n"}, {{7, 5, 9, 9}, "Unsupported data size\n"}}) {  // the first only
+        // clang-format on
         ASSERT_EQ(set({4, 1, 0, 0}), 0);
         const struct termios before = attrs();
         send("kept");

@@ -23,11 +23,10 @@ struct FileChores : ::testing::Test {
 };
 
 TEST_F(FileChores, ExistenceAndSize) {
-    const std::tuple<std::string, int32_t, int32_t> cases[] = {{path("f"), 1, 5},
-                                                               {path("empty"), 1, 0},
-                                                               {path("missing"), 0, -1},
-                                                               {path("f/x"), 0, -1},
-                                                               {"", 0, -1}};
+    // clang-format off
+    const std::tuple<std::string, int32_t, int32_t> cases[] = {
+        {path("f"), 1, 5}, {path("empty"), 1, 0}, {path("missing"), 0, -1}, {path("f/x"), 0, -1}, {"", 0, -1}};
+    // clang-format on
     for (const auto &[name, exists, size] : cases) {
         EXPECT_EQ(Zev_Comm_IsFileExist(name.c_str()), exists) << name;
         EXPECT_EQ(Zev_Comm_GetFileSize(name.c_str()), size) << name;
@@ -38,16 +37,13 @@ TEST_F(FileChores, ExistenceAndSize) {
 // file, offset (INT32_MIN: ReadFile, which gives 0), size, result, the
 // 10-byte buffer ('X' before); a refused seek reads from the start.
 TEST_F(FileChores, Reads) {
+    const std::string ab("ab\0cdXXXXX", 10);
+    // clang-format off
     const std::tuple<const char *, int32_t, uint32_t, int32_t, std::string> cases[] = {
-        {"f", INT32_MIN, 5, 0, std::string("ab\0cdXXXXX", 10)},
-        {"f", INT32_MIN, 8, 0, std::string("ab\0cdXXXXX", 10)},
-        {"empty", INT32_MIN, 8, 0, "XXXXXXXXXX"},
-        {"digits", 3, 4, 4, "3456XXXXXX"},
-        {"digits", 20, 6, 0, "XXXXXXXXXX"},
-        {"digits", -4, 10, 4, "6789XXXXXX"},
-        {"digits", -10, 3, 3, "012XXXXXXX"},
-        {"digits", -11, 10, 10, "0123456789"},
-    };
+        {"f", INT32_MIN, 5, 0, ab}, {"f", INT32_MIN, 8, 0, ab}, {"empty", INT32_MIN, 8, 0, "XXXXXXXXXX"},
+        {"digits", 3, 4, 4, "3456XXXXXX"}, {"digits", 20, 6, 0, "XXXXXXXXXX"}, {"digits", -4, 10, 4, "6789XXXXXX"},
+        {"digits", -10, 3, 3, "012XXXXXXX"}, {"digits", -11, 10, 10, "0123456789"}};
+    // clang-format on
     for (const auto &[file, offset, size, result, buffer] : cases) {
         std::string buf(10, 'X');
         const std::string p = path(file);
@@ -87,12 +83,7 @@ TEST_F(FileChores, WriteReplacesAndAppendAdds) {
 TEST_F(FileChores, FailuresAndTheirLines) {
     char buf[8];
     const std::string no = path("no/f"), none = path("none");
-    const struct {
-        const char *fn;
-        std::function<int32_t()> call;
-        int32_t result;
-        std::string message;
-    } cases[] = {
+    const std::tuple<const char *, std::function<int32_t()>, int32_t, std::string> cases[] = {
         {"ReadFile", [&] { return Zev_Comm_ReadFile(none.c_str(), buf, 4); }, 1,
          "[ZEV]ZevReadFile---" + none + "---failed!uRet=1 (0 bytes)\r\n"},
         {"ReadFileEx", [&] { return Zev_Comm_ReadFileEx(none.c_str(), 0, buf, 4); }, 255,
@@ -108,9 +99,9 @@ TEST_F(FileChores, FailuresAndTheirLines) {
         {"SetDirHide", [&] { return Zev_Comm_SetDirHide(path("f").c_str(), 1); }, 255,
          "---" + path("f") + "---failed!uRet=255\r\n"},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(logged([&] { EXPECT_EQ(c.call(), c.result) << c.fn; }),
-                  Lines{"VER Zev_Comm_" + std::string(c.fn) + " :" + c.message});
+    for (const auto &[fn, call, result, message] : cases)
+        EXPECT_EQ(logged([&, &c = call, r = result] { EXPECT_EQ(c(), r) << fn; }),
+                  Lines{"VER Zev_Comm_" + std::string(fn) + " :" + message});
     // Where the file system has no attribute requests nothing changes.
     EXPECT_EQ(Zev_Comm_SetDirHide(path("dir").c_str(), 1), 0);
     EXPECT_EQ(Zev_Comm_SetFileHide(path("digits").c_str(), 1), 0);
@@ -124,11 +115,9 @@ TEST_F(FileChores, NonBlockingReadGivesWhatReadGave) {
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const int writer = open(fifo.c_str(), O_RDWR | O_NONBLOCK);  // keeps the pipe alive between calls
     const Lines minus6 = {"VER Zev_Comm_ReadDev_NonBlock :[" + fifo + "] ret = -6\n"};
-    const std::tuple<std::string, uint32_t, int32_t, Lines> cases[] = {// ready, size, result, lines
-                                                                       {"", 8, -1, minus6},
-                                                                       {"abc", 8, 3, minus6},
-                                                                       {"abcdefgh", 8, 8, {}},
-                                                                       {"abcdefghij", 4, 4, {}}};
+    // ready, size, result, lines
+    const std::tuple<std::string, uint32_t, int32_t, Lines> cases[] = {
+        {"", 8, -1, minus6}, {"abc", 8, 3, minus6}, {"abcdefgh", 8, 8, {}}, {"abcdefghij", 4, 4, {}}};
     for (const auto &[ready, size, result, want] : cases) {
         char buf[16] = {};
         while (read(writer, buf, sizeof buf) > 0) {
@@ -158,12 +147,13 @@ TEST(FileShell, CommandsAsTheShellSeesThem) {
         {false, p120 + "/", {}}};
     for (const auto &[create, path, calls] : cases) {
         stubs.clear();
-        int32_t r = 0;
-        const Lines lines = logged([&] {
-            r = create ? Zev_Comm_CreateNormalFile(path.c_str()) : Zev_Comm_DeleteFile(path.c_str());
-        });
         const std::string fn = create ? "VER Zev_Comm_CreateNormalFile :---" : "VER Zev_Comm_DeleteFile :---";
-        EXPECT_EQ(lines, calls.empty() ? Lines{fn + path + "---too long\r\n"} : Lines{}) << path;
+        int32_t r = 0;
+        EXPECT_EQ(logged([&, c = create, p = path] {
+                      r = c ? Zev_Comm_CreateNormalFile(p.c_str()) : Zev_Comm_DeleteFile(p.c_str());
+                  }),
+                  calls.empty() ? Lines{fn + path + "---too long\r\n"} : Lines{})
+            << path;
         EXPECT_EQ(r, 1) << path;
         EXPECT_EQ(stubs.calls(), calls) << path;
     }

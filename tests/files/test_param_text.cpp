@@ -16,33 +16,34 @@ std::string failed(const char *fn, int code) {
 TEST(ParamText, TextLookupTable) {
     Zev_Comm_SetPrintLev(7);
     // text, key, failure code (0: found), the value found
+    // clang-format off
     const std::tuple<std::string, const char *, int, std::string> cases[] = {
-        {"FW=12\\HW=3\\", "HW", 0, "3"},
+        {"FW=12\\HW=3\\", "HW", 0, "3"}, {"HW=1\\", "FW", 1, ""}, {"FW=1", "FW", 2, ""},  // no backslash anywhere
+        {"FW=\\HW=2\\", "FW", 4, ""},
         {"XFW=1\\FW=2\\", "FW", 0, "1"},  // first occurrence, inside a longer key
         {"A=FW\\FW=2\\", "FW", 3, ""},    // in an earlier value: its entry has no "="
-        {"FW=1", "FW", 2, ""},            // no backslash anywhere
-        {"FW=\\HW=2\\", "FW", 4, ""},
-        {"HW=1\\", "FW", 1, ""},
         {"FW=1\\", "", 0, "1"},                             // the empty key is found at the start
         {"FW= -7 \\", "FW", 0, " -7 "},                     // nothing trimmed
         {std::string(1030, 'x') + "FW=9\\", "FW", 1, ""},   // behind the 1023-byte window
         {std::string(1016, 'x') + "FW=9\\", "FW", 0, "9"},  // its backslash is byte 1021
         {std::string(1019, 'x') + "FW=9\\", "FW", 2, ""},   // its backslash is byte 1024
     };
+    // clang-format on
     for (const auto &[original, key, code, found] : cases) {
         SCOPED_TRACE(original.substr(0, 40) + " / " + key);
         const std::string text = original;
         char out[1100];
         memset(out, '#', sizeof out);
         int32_t r = -1, value = -12345;
-        Lines lines = logged([&] { r = ZevGetTargetFwVer(text.c_str(), key, out); });
+        const auto fails = [c = code](const char *fn) { return c == 0 ? Lines{} : Lines{failed(fn, c)}; };
+        EXPECT_EQ(logged([&, k = key] { r = ZevGetTargetFwVer(text.c_str(), k, out); }),
+                  fails("ZevGetTargetFwVer"));
         EXPECT_EQ(r, code == 0 ? 1 : 0);
         EXPECT_EQ(code == 0 ? std::string(out) : std::string(out, 1), code == 0 ? found : "#");
-        EXPECT_EQ(lines, code == 0 ? Lines{} : Lines{failed("ZevGetTargetFwVer", code)});
-        lines = logged([&] { r = ZevGetFactoryParam(text.c_str(), key, &value); });
-        EXPECT_EQ(r, code == 0 ? 1 : 0);
-        EXPECT_EQ(value, code == 0 ? atoi(found.c_str()) : -12345);
-        EXPECT_EQ(lines, code == 0 ? Lines{} : Lines{failed("ZevGetFactoryParam", code)});
+        EXPECT_EQ(logged([&, k = key] { r = ZevGetFactoryParam(text.c_str(), k, &value); }),
+                  fails("ZevGetFactoryParam"));
+        EXPECT_EQ(std::make_pair(r, value),
+                  std::make_pair(code == 0 ? 1 : 0, code == 0 ? atoi(found.c_str()) : -12345));
         EXPECT_EQ(text, original) << "the caller's text stays as it was";
     }
 }
@@ -62,18 +63,17 @@ TEST(ParamText, FileReaders) {
     };
     for (const auto &[content, code, found] : cases) {
         ASSERT_TRUE(write_file(f, content));
-        int32_t value = -7, r = -1;
+        int32_t value = -7;
         char out[512] = "keep";
-        Lines lines = logged([&] { r = Zev_Comm_GetNumFromFileBykey(f.c_str(), "FW", &value); });
-        EXPECT_EQ(r, 0);
+        const auto lines = [&, c = code, &v = found](const std::string &fn, const char *lookup) {
+            return c == 0 ? Lines{"VER " + fn + " :FW=" + v + "\r\n"} : Lines{failed(lookup, c)};
+        };
+        EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_Comm_GetNumFromFileBykey(f.c_str(), "FW", &value), 0); }),
+                  lines("Zev_Comm_GetNumFromFileBykey", "ZevGetFactoryParam"));
         EXPECT_EQ(value, code == 0 ? atoi(found.c_str()) : -7) << found;
-        EXPECT_EQ(lines, code == 0 ? Lines{"VER Zev_Comm_GetNumFromFileBykey :FW=" + found + "\r\n"}
-                                   : Lines{failed("ZevGetFactoryParam", code)});
-        lines = logged([&] { r = Zev_Comm_GetStrFromFileBykey(f.c_str(), "FW", out); });
-        EXPECT_EQ(r, 0);
+        EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_Comm_GetStrFromFileBykey(f.c_str(), "FW", out), 0); }),
+                  lines("Zev_Comm_GetStrFromFileBykey", "ZevGetTargetFwVer"));
         EXPECT_STREQ(out, code == 0 ? found.c_str() : "keep");
-        EXPECT_EQ(lines, code == 0 ? Lines{"VER Zev_Comm_GetStrFromFileBykey :FW=" + found + "\r\n"}
-                                   : Lines{failed("ZevGetTargetFwVer", code)});
     }
     // Missing arguments give -100, a missing file what the read gave.
     int32_t value = 5;

@@ -33,15 +33,11 @@ struct SdCard : ::testing::Test {
 };
 
 TEST_F(SdCard, DevicePathFromOneOrTwoReads) {
-    const struct {
-        std::string first, during_pause;  // "": no change
-        int32_t result;
-        std::string path;
-        size_t reads;  // 2: a pause of 200 ms, then a second read
-        size_t finds;  // DBG lines, one per read that found a card; the last names the path
-    } cases[] = {
+    // The table, the table during the pause ("": no change), result, path, reads (2: a pause of 200 ms,
+    // then a second read), DBG lines (one per read that found a card; the last names the path).
+    const std::tuple<std::string, std::string, int32_t, std::string, size_t, size_t> cases[] = {
         {kHead + kMtd + kDisk0 + kPart0 + " 179 2 1 mmcblk0p2\n", "", 0, "/dev/mmcblk0p1", 1,
-         1},  // the first partition
+         1},  // the first
         {kHead + kDisk0, "", 0, "/dev/mmcblk0", 2, 2},
         {kHead + kDisk0, kHead + kDisk0 + kPart0, 0, "/dev/mmcblk0p1", 2, 2},  // comes during the pause
         {kHead + kDisk0 + kMtd, kHead + kMtd, -1, "/dev/mmcblk0", 2, 1},       // leaves during the pause
@@ -51,22 +47,21 @@ TEST_F(SdCard, DevicePathFromOneOrTwoReads) {
         {kHead + " 179 0 7761920 mmcblk0p1", "", 0, "/dev/mmcblk0p1", 1, 1},   // no line end
         {kHead + std::string(1020, ' ') + kDisk0 + kPart0, "", -1, "", 1, 0},  // behind byte 1024
     };
-    for (const auto &c : cases) {
-        table(c.first);
+    for (const auto &[first, during_pause, result, want, reads, finds] : cases) {
+        table(first);
         fake_sleep::pauses.clear();
-        fake_sleep::on_pause = [&](size_t, unsigned) {
-            if (!c.during_pause.empty()) table(c.during_pause);
+        fake_sleep::on_pause = [&, &later = during_pause](size_t, unsigned) {
+            if (!later.empty()) table(later);
         };
         char path[64] = {};
         int32_t r = 99;
         const Lines lines = logged([&] { r = Zev_Comm_GetStorageDev(path); });
-        SCOPED_TRACE(c.first + " / " + c.during_pause);
-        EXPECT_EQ(r, c.result);
-        EXPECT_EQ(std::string(path), c.path);
-        EXPECT_EQ(fake_sleep::pauses, std::vector<unsigned>(c.reads - 1, 200000));
-        EXPECT_EQ(lines.size(), c.finds);
+        SCOPED_TRACE(first + " / " + during_pause);
+        EXPECT_EQ(std::make_pair(r, std::string(path)), std::make_pair(result, want));
+        EXPECT_EQ(fake_sleep::pauses, std::vector<unsigned>(reads - 1, 200000));
+        EXPECT_EQ(lines.size(), finds);
         EXPECT_EQ(lines.empty() ? "" : lines.back(),
-                  c.finds ? "DBG ZevCommGetStorageDev :SD Dev=" + c.path + "\r\n" : "");
+                  finds ? "DBG ZevCommGetStorageDev :SD Dev=" + want + "\r\n" : "");
     }
     table(kHead + " 179 0 1 mmcblk" + std::string(100, '9') + "\n");
     char path[80];
@@ -82,13 +77,12 @@ TEST_F(SdCard, WaitForAPath) {
     testsupport::TempDir dir;
     const std::string target = dir / "mnt";
     // interval, time-out, the pause the path comes in (-1: never, -2: there at once), result, pauses
+    // clang-format off
     const std::tuple<int32_t, int32_t, int, int32_t, std::vector<unsigned>> cases[] = {
-        {300, 1000, 1, 1, {300000, 300000}},
-        {300, 1000, 2, 0, {300000, 300000, 300000}},  // the last is too late
-        {500, 400, -2, 0, {}},
-        {0, 1000, -2, 1, {}},
-        {-5, 1000, -1, 0, {}},
+        {300, 1000, 1, 1, {300000, 300000}}, {300, 1000, 2, 0, {300000, 300000, 300000}},  // the last is too late
+        {500, 400, -2, 0, {}}, {0, 1000, -2, 1, {}}, {-5, 1000, -1, 0, {}},
         {2500, 5000, -1, 0, {1000000, 1000000, 500000, 1000000, 1000000, 500000}}};
+    // clang-format on
     for (const auto &[interval, timeout, appears, result, pauses] : cases) {
         unlink(target.c_str());
         ASSERT_TRUE(appears != -2 || write_file(target, ""));
@@ -106,20 +100,18 @@ TEST_F(SdCard, WaitForAPath) {
 // front of a name's middle, a line's start ("major") or two blanks ("name").
 TEST_F(SdCard, SizeFromTheBlocksColumn) {
     table(kHead + kMtd + kDisk0 + kPart0);
-    const std::tuple<const char *, int32_t, int32_t> cases[] = {{"mmcblk0", 7761920, 7580},
-                                                                {"mtdblock0", 1024, 1},
-                                                                {"mmcblk0p", 7757824, 7576},
-                                                                {"blk0p", 0, 0},
-                                                                {"mmcblk5", 0, 0},
-                                                                {"major", 0, 0},
-                                                                {"name", 0, 0}};
-    for (const auto &[name, kb, mb] : cases) {
-        EXPECT_EQ(Zev_Comm_GetStorageSizeKB(name), kb) << name;
-        EXPECT_EQ(Zev_Comm_GetStorageSizeMB(name), mb) << name;
-    }
+    // clang-format off
+    const std::tuple<const char *, int32_t, int32_t> cases[] = {
+        {"mmcblk0", 7761920, 7580}, {"mtdblock0", 1024, 1}, {"mmcblk0p", 7757824, 7576}, {"blk0p", 0, 0},
+        {"mmcblk5", 0, 0}, {"major", 0, 0}, {"name", 0, 0}};
+    // clang-format on
+    for (const auto &[name, kb, mb] : cases)
+        EXPECT_EQ(std::make_pair(Zev_Comm_GetStorageSizeKB(name), Zev_Comm_GetStorageSizeMB(name)),
+                  std::make_pair(kb, mb))
+            << name;
     table("1023mmcblk0\n");  // no blank in front of the number
-    EXPECT_EQ(Zev_Comm_GetStorageSizeKB("mmcblk0"), 102);
-    EXPECT_EQ(Zev_Comm_GetStorageSizeMB("mmcblk0"), 0);
+    EXPECT_EQ(std::make_pair(Zev_Comm_GetStorageSizeKB("mmcblk0"), Zev_Comm_GetStorageSizeMB("mmcblk0")),
+              std::make_pair(102, 0));
     table("-");
     EXPECT_EQ(Zev_Comm_GetStorageSizeKB("mmcblk0"), 0);
 }
@@ -132,25 +124,22 @@ TEST(FileHideOnANode, OnlyTheHiddenBitChanges) {
     testsupport::Testbed bed;
     testsupport::IoctlDevice node(bed.get(), "/dev/fatfile");
     ASSERT_TRUE(node.attached());
-    const struct {
-        int32_t entry, hide;  // the attributes the driver holds
-        bool get_fails;
-        std::vector<testsupport::IoctlCall> calls;
-    } cases[] = {
+    // the attributes the driver holds, hide, the read fails, the requests
+    const std::tuple<int32_t, int32_t, bool, std::vector<testsupport::IoctlCall>> cases[] = {
         {0x20, 1, false, {{kGet, 0}, {kSet, 0x22}}}, {0x21, 0, false, {{kGet, 0}, {kSet, 0x21}}},
         {0x33, 0, false, {{kGet, 0}, {kSet, 0x31}}}, {0x02, 5, false, {{kGet, 0}, {kSet, 0x02}}},
         {-1, 0, false, {{kGet, 0}, {kSet, -3}}},     {0x20, 1, true, {{kGet, 0}}},
     };
-    for (const auto &c : cases) {
-        int32_t entry = c.entry;
-        node.answer([&](unsigned long request, int32_t word) {
+    for (const auto &[held, hide, get_fails, calls] : cases) {
+        int32_t entry = held;
+        node.answer([&, fails = get_fails](unsigned long request, int32_t word) {
             if (request == kSet) entry = word;
-            if (request == kGet && c.get_fails) return testsupport::IoctlAnswer{-1, EINVAL, 0};
+            if (request == kGet && fails) return testsupport::IoctlAnswer{-1, EINVAL, 0};
             return testsupport::IoctlAnswer{0, 0, request == kGet ? entry : word};
         });
         node.clear_calls();
-        EXPECT_EQ(Zev_Comm_SetFileHide("/dev/fatfile", c.hide), 0);
-        EXPECT_EQ(node.calls(), c.calls) << std::hex << c.entry << " " << c.hide;
+        EXPECT_EQ(Zev_Comm_SetFileHide("/dev/fatfile", hide), 0);
+        EXPECT_EQ(node.calls(), calls) << std::hex << held << " " << hide;
     }
 }
 

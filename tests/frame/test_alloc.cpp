@@ -7,6 +7,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "../media/media_test.hpp"
@@ -25,18 +26,13 @@
 namespace {
 
 struct Count {
-    long allocs = 0;
-    long frees = 0;
+    long allocs = 0, frees = 0;
 };
 thread_local Count t_count;
 thread_local bool t_counting = false;
 
-void note_alloc(const void *p) {
-    if (t_counting && p != nullptr) ++t_count.allocs;
-}
-void note_free(const void *p) {
-    if (t_counting && p != nullptr) ++t_count.frees;
-}
+void note_alloc(const void *p) { t_count.allocs += t_counting && p != nullptr; }
+void note_free(const void *p) { t_count.frees += t_counting && p != nullptr; }
 
 }  // namespace
 
@@ -56,35 +52,21 @@ void *__libc_realloc(void *, size_t);
 void *__libc_memalign(size_t, size_t);
 void __libc_free(void *);
 
-void *malloc(size_t n) {
-    void *p = __libc_malloc(n);
-    note_alloc(p);
-    return p;
-}
-void *calloc(size_t n, size_t size) {
-    void *p = __libc_calloc(n, size);
-    note_alloc(p);
-    return p;
-}
+static void *noted(void *p) { return note_alloc(p), p; }
+void *malloc(size_t n) { return noted(__libc_malloc(n)); }
+void *calloc(size_t n, size_t size) { return noted(__libc_calloc(n, size)); }
 void *realloc(void *old, size_t n) {
     void *p = __libc_realloc(old, n);
-    if (p != old) {
-        note_free(old);
-        note_alloc(p);
-    }
+    if (p != old) note_free(old), note_alloc(p);
     return p;
 }
 int posix_memalign(void **out, size_t align, size_t n) {
     void *p = __libc_memalign(align, n);
     if (p == nullptr) return ENOMEM;
-    note_alloc(p);
-    *out = p;
+    *out = noted(p);
     return 0;
 }
-void free(void *p) {
-    note_free(p);
-    __libc_free(p);
-}
+void free(void *p) { note_free(p), __libc_free(p); }
 }
 #endif
 
@@ -92,15 +74,14 @@ namespace {
 
 enum class Heap { None, Balanced };
 
-// One warm-up call, then the counted one.
+// What fn allocates and frees; counted_warm makes one warm-up call first.
 Count counted(const std::function<void()> &fn) {
-    fn();
-    t_count = {};
-    t_counting = true;
+    t_count = {}, t_counting = true;
     fn();
     t_counting = false;
     return t_count;
 }
+Count counted_warm(const std::function<void()> &fn) { return fn(), counted(fn); }
 
 TEST(Alloc, CallsOnceWarm) {
     unsetenv("TZ");  // as on the camera: the zone from the zone file
@@ -116,11 +97,7 @@ TEST(Alloc, CallsOnceWarm) {
     void *ring = RingBuffer_create("alloc", 8192);
     void *queue = Zev_Queue_Create(32, 8);
     hiSYSTEM_TM_S tm{};
-    const struct {
-        const char *name;
-        std::function<void()> call;
-        Heap heap;
-    } cases[] = {
+    const std::tuple<const char *, std::function<void()>, Heap> cases[] = {
         {"printed log line", [] { ZEV_COMM_ERR("%s %d\n", "x", 1); }, Heap::None},
         {"silenced log line", [] { ZEV_COMM_VVV("%s %d\n", "x", 1); }, Heap::None},
         {"ZevSysRtcTime", [] { (void)ZevSysRtcTime(); }, Heap::None},
@@ -131,65 +108,47 @@ TEST(Alloc, CallsOnceWarm) {
          Heap::None},
         {"dir_md5_string", [&] { dir_md5_string(buf, big.data(), 100); }, Heap::None},
         {"MD5 streaming",
-         [&] {
-             MD5Init(&ctx);
-             MD5Update(&ctx, big.data(), 1000);
-             MD5FinalString(buf, &ctx);
-         },
-         Heap::None},
+         [&] { MD5Init(&ctx), MD5Update(&ctx, big.data(), 1000), MD5FinalString(buf, &ctx); }, Heap::None},
         {"Zev_Comm_CheckCrc8", [&] { (void)Zev_Comm_CheckCrc8(big.data(), 4096, 0); }, Heap::None},
         {"Zev_Mp3Decode",
          [&] { (void)Zev_Mp3Decode(mp3.c_str(), pcm.data(), static_cast<int32_t>(pcm.size())); }, Heap::None},
         {"ring transfers",
          [&] {
-             (void)RingBuffer_StrIn(ring, big.data(), 4096);
-             (void)RingBuffer_StrOut(ring, pcm.data(), 4096);
-             (void)RingBuffer_In(ring, 1);
-             (void)RingBuffer_Out(ring, pcm.data());
+             (void)(RingBuffer_StrIn(ring, big.data(), 4096) + RingBuffer_StrOut(ring, pcm.data(), 4096) +
+                    RingBuffer_In(ring, 1) + RingBuffer_Out(ring, pcm.data()));
          },
          Heap::None},
         {"queue transfers",
-         [&] {
-             (void)Zev_Queue_Push(queue, big.data());
-             (void)Zev_Queue_Pop(queue, pcm.data());
-         },
-         Heap::None},
+         [&] { (void)(Zev_Queue_Push(queue, big.data()) + Zev_Queue_Pop(queue, pcm.data())); }, Heap::None},
         {"Zev_Comm_GetLocalTime", [&] { (void)Zev_Comm_GetLocalTime(&tm); }, Heap::Balanced},
         {"file chores",
          [&] {
-             (void)Zev_Comm_WriteFile(text.c_str(), "key=value\n", 10);
-             (void)Zev_Comm_ReadFile(text.c_str(), buf, sizeof buf);
-             (void)Zev_Comm_GetFileSize(text.c_str());
+             (void)(Zev_Comm_WriteFile(text.c_str(), "key=value\n", 10) +
+                    Zev_Comm_ReadFile(text.c_str(), buf, sizeof buf) + Zev_Comm_GetFileSize(text.c_str()));
          },
          Heap::Balanced},
         {"Zev_Comm_Cmd", [&] { (void)Zev_Comm_Cmd("echo hi", buf, sizeof buf); }, Heap::Balanced},
         {"ring and queue lives",
          [] {
-             RingBuffer_destroy(RingBuffer_create("life", 64));
-             Zev_Queue_Destroy(Zev_Queue_Create(16, 4));
+             RingBuffer_destroy(RingBuffer_create("life", 64)), Zev_Queue_Destroy(Zev_Queue_Create(16, 4));
          },
          Heap::Balanced},
     };
     std::vector<std::string> found;
     (void)testsupport::capture_stdout([&] {
-        for (const auto &c : cases) {
-            const Count n = counted(c.call);
-            if (c.heap == Heap::None && n.allocs != 0)
-                found.push_back(std::string(c.name) + ": " + std::to_string(n.allocs) + " allocations");
-            if (n.allocs != n.frees)
-                found.push_back(std::string(c.name) + ": " + std::to_string(n.allocs) + " allocations, " +
-                                std::to_string(n.frees) + " frees");
+        for (const auto &[name, call, heap] : cases) {
+            const Count n = counted_warm(call);
+            const std::string what = std::string(name) + ": " + std::to_string(n.allocs) + " allocations";
+            if (heap == Heap::None && n.allocs != 0) found.push_back(what);
+            if (n.allocs != n.frees) found.push_back(what + ", " + std::to_string(n.frees) + " frees");
         }
     });
     EXPECT_EQ(found, std::vector<std::string>{});
     // The owners keep what they allocate until their destroy call.
-    const Count made = counted([] { RingBuffer_destroy(nullptr); });
-    EXPECT_EQ(made.allocs, 0);
-    t_count = {};
-    t_counting = true;
-    void *owned = Zev_Queue_Create(16, 4);
-    t_counting = false;
-    EXPECT_GT(t_count.allocs, t_count.frees) << "the queue holds its memory";
+    EXPECT_EQ(counted_warm([] { RingBuffer_destroy(nullptr); }).allocs, 0);
+    void *owned = nullptr;
+    const Count held = counted([&] { owned = Zev_Queue_Create(16, 4); });
+    EXPECT_GT(held.allocs, held.frees) << "the queue holds its memory";
     Zev_Queue_Destroy(owned);
     RingBuffer_destroy(ring);
     Zev_Queue_Destroy(queue);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "capture.hpp"
@@ -25,11 +26,8 @@ protected:
     }
 };
 
-struct Emitted {
-    std::string tag;
-    int threshold;
-};
-const Emitted kTags[] = {{"ERR", 1}, {"WAR", 2}, {"INF", 3}, {"DBG", 4}, {"DDD", 5}, {"VER", 6}, {"VVV", 7}};
+const std::string kTags[] = {"ERR", "WAR", "INF", "DBG",
+                             "DDD", "VER", "VVV"};  // printed from level 1, 2, ...
 
 std::string emit_all() {
     return capture_stdout([] {
@@ -46,14 +44,8 @@ std::string emit_all() {
 // Read before main runs, so before any test has set the level.
 const int32_t kLevelAtLoad = Zev_Comm_GetPrintLev();
 
-TEST_F(Frame, LoadStateIsLevelFive) {
-    EXPECT_EQ(kLevelAtLoad, 5);
-    const auto lines = parse_log(emit_all()).lines;
-    ASSERT_EQ(lines.size(), 5u);
-    EXPECT_EQ(lines.back().tag, "DDD");
-}
-
 TEST_F(Frame, EachLevelPrintsTheTagsAtOrBelowIt) {
+    EXPECT_EQ(kLevelAtLoad, 5);  // what level 5 prints is checked below
     for (int level = -1; level <= 8; ++level) {
         Zev_Comm_SetPrintLev(level);
         const int effective = level > 6 ? 7 : level;
@@ -61,8 +53,7 @@ TEST_F(Frame, EachLevelPrintsTheTagsAtOrBelowIt) {
         const testsupport::ParsedLog log = parse_log(emit_all());
         EXPECT_EQ(log.stray, "") << "level " << level;
         std::vector<std::string> want;
-        for (const Emitted &e : kTags)
-            if (effective >= e.threshold) want.push_back(e.tag);
+        for (int i = 0; i < effective; ++i) want.push_back(kTags[i]);
         std::vector<std::string> got;
         for (const auto &l : log.lines) got.push_back(l.tag);
         EXPECT_EQ(got, want) << "level " << level;
@@ -77,7 +68,7 @@ TEST_F(Frame, LineIsTheFixedFormatToTheByte) {
     const char *msgs[] = {"e 1\n", "w two\n", "i\n", "d\r\n", "dd x\n", "v 6\n", "vv\n"};
     for (size_t i = 0; i < 7; ++i) {
         const auto &l = log.lines[i];
-        EXPECT_EQ(l.tag, kTags[i].tag);
+        EXPECT_EQ(l.tag, kTags[i]);
         EXPECT_EQ(l.open, testsupport::open_sequence(l.tag)) << l.tag;
         EXPECT_EQ(l.func, "operator()");  // the lambda that logged
         EXPECT_EQ(l.msg, msgs[i]);
@@ -108,46 +99,35 @@ TEST_F(Frame, TimeFieldsComeFromTheClocks) {
 TEST_F(Frame, YearTextEdges) {
     testsupport::fake_clock::Scope fake;
     testsupport::fake_clock::set_monotonic(0, 0);
-    const struct {
-        int64_t wall;
-        const char *text;
-    } cases[] = {
-        {0, "-300101 00:00:00"},           // 1970: the year field is negative
-        {946684799, "-11231 23:59:59"},    // 1999-12-31
-        {946684800, " 00101 00:00:00"},    // 2000: one digit behind a blank
-        {1262303999, " 91231 23:59:59"},   // 2009-12-31
-        {1262304000, "100101 00:00:00"},   // 2010
-        {2147483647, "380119 03:14:07"},   // last second of a 32-bit time_t
-    };
-    for (const auto &c : cases) {
-        testsupport::fake_clock::set_wall(c.wall);
-        EXPECT_STREQ(ZevSysRtcTime(), c.text) << c.wall;
+    // Before 2000 the year field is negative, before 2010 one digit behind a blank; 1970, the turns of
+    // 1999/2000 and 2009/2010, the last second of a 32-bit time_t.
+    // clang-format off
+    const std::pair<int64_t, const char *> cases[] = {
+        {0, "-300101 00:00:00"}, {946684799, "-11231 23:59:59"}, {946684800, " 00101 00:00:00"},
+        {1262303999, " 91231 23:59:59"}, {1262304000, "100101 00:00:00"}, {2147483647, "380119 03:14:07"}};
+    // clang-format on
+    for (const auto &[wall, text] : cases) {
+        testsupport::fake_clock::set_wall(wall);
+        EXPECT_STREQ(ZevSysRtcTime(), text) << wall;
     }
 }
 
 TEST_F(Frame, RunningTimeWrapsWithTheMillisecondCount) {
     testsupport::fake_clock::Scope fake;
-    const struct {
-        int64_t sec;
-        long nsec;
-        uint32_t tenths;
-        const char *field;
-    } cases[] = {
-        {0, 0, 0, "000000.0"},
-        {1, 999000000, 19, "000001.9"},
-        {4294967, 295000000, 42949672, "4294967.2"},  // last value before the wrap
-        {4294967, 296000000, 0, "000000.0"},          // 2^32 ms
-        {4294968, 0, 7, "000000.7"},
-        {8589934, 592000000, 0, "000000.0"},          // second wrap
-    };
-    for (const auto &c : cases) {
-        testsupport::fake_clock::set_monotonic(c.sec, c.nsec);
-        EXPECT_EQ(ZevSysRnuningTime(), c.tenths) << c.sec;
+    // The last value before the wrap, 2^32 ms, and the second wrap.
+    // clang-format off
+    const std::tuple<int64_t, long, uint32_t, const char *> cases[] = {
+        {0, 0, 0, "000000.0"}, {1, 999000000, 19, "000001.9"}, {4294967, 295000000, 42949672, "4294967.2"},
+        {4294967, 296000000, 0, "000000.0"}, {4294968, 0, 7, "000000.7"}, {8589934, 592000000, 0, "000000.0"}};
+    // clang-format on
+    for (const auto &[sec, nsec, tenths, text] : cases) {
+        testsupport::fake_clock::set_monotonic(sec, nsec);
+        EXPECT_EQ(ZevSysRnuningTime(), tenths) << sec;
         const auto log = parse_log(capture_stdout([] { ZEV_COMM_ERR("x\n"); }));
         ASSERT_EQ(log.lines.size(), 1u);
         char field[32];
         snprintf(field, sizeof field, "%06lld.%d", log.lines[0].seconds, log.lines[0].tenths);
-        EXPECT_STREQ(field, c.field) << c.sec;
+        EXPECT_STREQ(field, text) << sec;
     }
 }
 
@@ -161,22 +141,18 @@ TEST_F(Frame, SilencedStatementFormatsNothing) {
 }
 
 TEST_F(Frame, SetLevelTable) {
-    const struct {
-        int lock;
-        int before;
-        int set;
-        int after;
-    } cases[] = {
-        {-1, 5, 7, 7},   {-1, 5, 100, 7}, {-1, 5, 6, 6},     {-1, 5, 0, 0},  {-1, 5, -3, -3},
-        {-1, 5, INT32_MIN, INT32_MIN},  {0, 5, 7, 0},     {1, 4, 3, 0},   {-2, 5, 6, 0},
-    };
-    for (const auto &c : cases) {
+    // lock, level before, level set, level after
+    const std::tuple<int, int, int, int> cases[] = {
+        {-1, 5, 7, 7}, {-1, 5, 100, 7}, {-1, 5, 6, 6},
+        {-1, 5, 0, 0}, {-1, 5, -3, -3}, {-1, 5, INT32_MIN, INT32_MIN},
+        {0, 5, 7, 0},  {1, 4, 3, 0},    {-2, 5, 6, 0}};
+    for (const auto &[lock, before, set, after] : cases) {
         Zev_Comm_SetLockPrintLev(-1);
-        Zev_Comm_SetPrintLev(c.before);
-        Zev_Comm_SetLockPrintLev(c.lock);
-        EXPECT_EQ(Zev_Comm_GetPrintLev(), c.before) << "locking alone keeps the level";
-        Zev_Comm_SetPrintLev(c.set);
-        EXPECT_EQ(Zev_Comm_GetPrintLev(), c.after) << "lock " << c.lock << " set " << c.set;
+        Zev_Comm_SetPrintLev(before);
+        Zev_Comm_SetLockPrintLev(lock);
+        EXPECT_EQ(Zev_Comm_GetPrintLev(), before) << "locking alone keeps the level";
+        Zev_Comm_SetPrintLev(set);
+        EXPECT_EQ(Zev_Comm_GetPrintLev(), after) << "lock " << lock << " set " << set;
     }
 }
 
@@ -199,8 +175,7 @@ int check_pointer(const int *p) {
 }
 
 struct Date {
-    int s32mon;
-    int s32year;
+    int s32mon, s32year;
 };
 
 int check_date(const Date *pstDateTime) {
@@ -212,30 +187,22 @@ int check_date(const Date *pstDateTime) {
 
 TEST_F(Frame, CheckMacrosReturnAndLogTheSourceText) {
     const Date ok{12, 2025}, low_month{0, 2025}, neg_month{-1, 2025}, high_month{13, 2025}, old{1, 1970};
-    const struct {
-        const Date *date;
-        int result;
-        const char *line;
-    } cases[] = {
-        {&ok, 0, nullptr},
+    const std::string range =
+        "ERR check_date :expr[ZEV_COMM_CHECK_RANGE(pstDateTime->s32mon, 1, 12)] false\n";
+    const std::tuple<const Date *, int, std::string> cases[] = {
+        {&ok, 0, ""},
         {nullptr, -1, "ERR check_date :pointer[pstDateTime] is NULL\n"},
         {&old, -2, "ERR check_date :expr[1970 < pstDateTime->s32year] false\n"},
-        {&low_month, -2, "ERR check_date :expr[ZEV_COMM_CHECK_RANGE(pstDateTime->s32mon, 1, 12)] false\n"},
-        {&neg_month, -2, "ERR check_date :expr[ZEV_COMM_CHECK_RANGE(pstDateTime->s32mon, 1, 12)] false\n"},
-        {&high_month, -2, "ERR check_date :expr[ZEV_COMM_CHECK_RANGE(pstDateTime->s32mon, 1, 12)] false\n"},
-    };
+        {&low_month, -2, range},
+        {&neg_month, -2, range},
+        {&high_month, -2, range}};
     for (int level : {5, 0}) {
         Zev_Comm_SetPrintLev(level);
-        for (const auto &c : cases) {
+        for (const auto &[date, result, line] : cases) {
             int r = 99;
-            const auto lines = testsupport::summarise(capture_stdout([&] { r = check_date(c.date); }));
-            EXPECT_EQ(r, c.result);
-            if (c.line == nullptr || level == 0) {
-                EXPECT_TRUE(lines.empty());
-            } else {
-                ASSERT_EQ(lines.size(), 1u);
-                EXPECT_EQ(lines[0], c.line);
-            }
+            const auto lines = testsupport::summarise(capture_stdout([&, d = date] { r = check_date(d); }));
+            EXPECT_EQ(r, result);
+            EXPECT_EQ(lines, line.empty() || level == 0 ? std::vector<std::string>{} : std::vector{line});
         }
     }
     int x = 0;

@@ -8,32 +8,25 @@
 
 namespace testsupport {
 
-StdoutCapture::StdoutCapture() {
+Redirect redirect_stdout() {
     fflush(stdout);
     char name[] = "/tmp/comm-stdout-XXXXXX";
-    file_fd_ = mkstemp(name);
-    if (file_fd_ < 0) abort();
+    const Redirect r = {dup(STDOUT_FILENO), mkstemp(name)};
+    if (r.file_fd < 0) abort();
     unlink(name);
-    saved_fd_ = dup(STDOUT_FILENO);
-    dup2(file_fd_, STDOUT_FILENO);
+    dup2(r.file_fd, STDOUT_FILENO);
+    return r;
 }
 
-StdoutCapture::~StdoutCapture() {
+std::string restore_stdout(Redirect r) {
     fflush(stdout);
-    dup2(saved_fd_, STDOUT_FILENO);
-    close(saved_fd_);
-    close(file_fd_);
-}
-
-std::string StdoutCapture::take() {
-    fflush(stdout);
+    dup2(r.saved_fd, STDOUT_FILENO);
+    close(r.saved_fd);
     std::string out;
     char buf[4096];
-    ssize_t n;
-    while ((n = pread(file_fd_, buf, sizeof buf, offset_)) > 0) {
+    for (ssize_t n; (n = pread(r.file_fd, buf, sizeof buf, static_cast<off_t>(out.size()))) > 0;)
         out.append(buf, static_cast<size_t>(n));
-        offset_ += n;
-    }
+    close(r.file_fd);
     return out;
 }
 

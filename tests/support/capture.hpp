@@ -1,33 +1,23 @@
 // Captures what the process writes to standard output, library log lines
-// included: fd 1 goes to a temporary file until take() or destruction.
+// included: fd 1 goes to a temporary file while the function runs.
 #pragma once
 
 #include <string>
 
 namespace testsupport {
 
-class StdoutCapture {
-public:
-    StdoutCapture();
-    ~StdoutCapture();
-    StdoutCapture(const StdoutCapture &) = delete;
-    StdoutCapture &operator=(const StdoutCapture &) = delete;
-
-    // Flushes stdout and returns everything written since the last take().
-    std::string take();
-
-private:
-    int saved_fd_ = -1;
-    int file_fd_ = -1;
-    long long offset_ = 0;
+struct Redirect {
+    int saved_fd, file_fd;
 };
+Redirect redirect_stdout();
+std::string restore_stdout(Redirect r);  // everything written since redirect_stdout()
 
 // Runs fn with stdout captured and returns what it printed.
 template <typename Fn>
 std::string capture_stdout(Fn &&fn) {
-    StdoutCapture cap;
+    const Redirect r = redirect_stdout();
     fn();
-    return cap.take();
+    return restore_stdout(r);
 }
 
 }  // namespace testsupport

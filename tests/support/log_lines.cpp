@@ -15,7 +15,8 @@ const std::regex kHead(
 ParsedLog parse_log(const std::string &output) {
     ParsedLog out;
     std::vector<std::smatch> heads;
-    for (auto it = std::sregex_iterator(output.begin(), output.end(), kHead); it != std::sregex_iterator(); ++it)
+    for (auto it = std::sregex_iterator(output.begin(), output.end(), kHead); it != std::sregex_iterator();
+         ++it)
         heads.push_back(*it);
     size_t prev_end = 0;
     for (size_t i = 0; i < heads.size(); ++i) {
@@ -23,20 +24,13 @@ ParsedLog parse_log(const std::string &output) {
         const size_t start = static_cast<size_t>(m.position(0));
         out.stray += output.substr(prev_end, start - prev_end);
         const size_t body = start + static_cast<size_t>(m.length(0));
-        const size_t next = i + 1 < heads.size() ? static_cast<size_t>(heads[i + 1].position(0)) : output.size();
+        const size_t next =
+            i + 1 < heads.size() ? static_cast<size_t>(heads[i + 1].position(0)) : output.size();
         // A message ends at its line end; anything up to the next line is stray.
         size_t end = output.find('\n', body);
         end = (end == std::string::npos || end >= next) ? next : end + 1;
-        LogLine l;
-        l.open = m[1];
-        l.time = m[2];
-        l.seconds = std::stoll(m[3]);
-        l.tenths = std::stoi(m[4]);
-        l.tag = m[5];
-        l.func = m[6];
-        l.line = std::stoi(m[7]);
-        l.msg = output.substr(body, end - body);
-        out.lines.push_back(l);
+        out.lines.push_back({m[1], m[2], std::stoll(m[3]), std::stoi(m[4]), m[5], m[6], std::stoi(m[7]),
+                             output.substr(body, end - body)});
         prev_end = end;
     }
     out.stray += output.substr(prev_end);

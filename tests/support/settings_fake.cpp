@@ -6,22 +6,16 @@
 
 namespace testsupport::settings_fake {
 namespace {
-std::map<std::string, std::string> &values() {
-    static std::map<std::string, std::string> v;
+// Made on first use: the library may call in before main.
+template <typename T>
+T &made() {
+    static T v;
     return v;
 }
-std::vector<std::string> &call_log() {
-    static std::vector<std::string> v;
-    return v;
-}
-std::vector<int> &unprotects() {
-    static std::vector<int> v;
-    return v;
-}
-std::function<void(int)> &hook() {
-    static std::function<void(int)> h;
-    return h;
-}
+auto &values() { return made<std::map<std::string, std::string>>(); }
+auto &call_log() { return made<std::vector<std::string>>(); }
+auto &unprotects() { return made<std::vector<int>>(); }
+auto &hook() { return made<std::function<void(int)>>(); }
 }  // namespace
 
 void reset() {
@@ -32,7 +26,7 @@ void reset() {
 }
 void set_value(const std::string &key, const std::string &value) { values()[key] = value; }
 std::string value(const std::string &key) {
-    auto it = values().find(key);
+    const auto it = values().find(key);
     return it == values().end() ? std::string() : it->second;
 }
 const std::vector<std::string> &calls() { return call_log(); }
