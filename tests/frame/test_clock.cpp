@@ -78,6 +78,7 @@ TEST(Clock, FarYearIsCutToTheBuffer) {
     EXPECT_EQ(ZevSysFormatRtcTime(buf), 15);
     EXPECT_EQ(strlen(buf), 15u);
     EXPECT_EQ(buf[16], 'X');
+    EXPECT_EQ(ZevGetRtcSeconds(), static_cast<int32_t>(253402300800LL & 0xFFFFFFFF)) << "the low 32 bits";
 }
 
 TEST(Clock, RealClocksMoveForward) {
