@@ -85,7 +85,8 @@ for p in "${packages[@]}"; do
   # An older download of the same package stays behind after an update: the
   # newest version wins.
   deb=$(printf '%s\n' "${debs[@]}" | sort -V | tail -n 1)
-  dpkg-deb -x "$deb" "$sysroot.new"
+  # A download cut short is removed, so that the next run fetches it again.
+  dpkg-deb -x "$deb" "$sysroot.new" || { rm -f "$deb"; fail "$deb could not be unpacked; removed, run again"; }
 done
 lib=$sysroot.new/usr/lib/arm-linux-gnueabihf
 [ -e "$lib/libumockdev-preload.so.0" ] || fail "no libumockdev-preload.so.0 in the unpacked packages"
