@@ -7,11 +7,6 @@ set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
 # toolchain's own folder.
 list(APPEND CMAKE_FIND_ROOT_PATH /usr/arm-linux-gnueabihf)
 list(REMOVE_DUPLICATES CMAKE_FIND_ROOT_PATH)
-# 64-bit file offsets, as on the PC: file sizes, seeks and directory
-# positions past 2 GiB do not fail with EOVERFLOW. time_t stays 32 bits, as
-# on the camera.
-set(CMAKE_C_FLAGS_INIT -D_FILE_OFFSET_BITS=64)
-set(CMAKE_CXX_FLAGS_INIT -D_FILE_OFFSET_BITS=64)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
