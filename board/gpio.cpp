@@ -9,6 +9,7 @@
 #include "comm_gpio.h"
 #include "comm_log.h"
 #include "frame/handles.hpp"
+#include "frame/number_text.hpp"
 
 namespace comm {
 namespace {
@@ -124,7 +125,7 @@ COMM_API int32_t Zev_Comm_Gpio_GetVal(int32_t gpio) {
     size_t want = size > 0 ? static_cast<size_t>(size) : 0;
     if (want > sizeof value - 1) want = sizeof value - 1;
     (void)!fread(value, 1, want, f.get());
-    return atoi(value);
+    return comm::atoi32(value);
 }
 
 COMM_API int32_t Zev_Comm_Gpio_SetVal(int32_t gpio, int32_t iVal) {

@@ -10,6 +10,7 @@
 #include "comm_log.h"
 #include "comm_pwm.h"
 #include "frame/handles.hpp"
+#include "frame/number_text.hpp"
 
 namespace comm {
 namespace {
@@ -122,7 +123,7 @@ COMM_API int32_t Zev_Comm_PWM_Get_DutyCycle(int32_t pwm) {
     comm::ReadText value;
     comm::UniqueFd fd(open(path.text, O_RDONLY));
     if (fd) (void)!read(fd.get(), value.text, sizeof value.text - 1);
-    return atoi(value.text);
+    return comm::atoi32(value.text);
 }
 
 COMM_API int32_t Zev_Comm_PWM_Start(int32_t pwm) {

@@ -14,6 +14,7 @@
 #include "comm_gpio.h"
 #include "comm_log.h"
 #include "frame/handles.hpp"
+#include "frame/number_text.hpp"
 
 // The library's only exported word. Its own data section keeps the address
 // sanitizer from exporting a marker symbol beside it in checked builds.
@@ -71,7 +72,7 @@ COMM_API int32_t Zev_Comm_GetCPUTemp(void) {
     if (Zev_Comm_IsTempTestMode() != 0) return comm::kTestModeCpuTemp;
     char text[comm::kCpuTempBufferSize] = {};
     if (Zev_Comm_ReadFile(comm::kCpuTempPath, text, comm::kCpuTempReadSize) != 0) return 0;
-    return atoi(text + comm::kCpuTempPrefix);
+    return comm::atoi32(text + comm::kCpuTempPrefix);
 }
 
 COMM_API void Zev_Comm_SetCpuTemp(int32_t iTemp) {

@@ -50,20 +50,15 @@ const char *clock_text(time_t t, char (&buf)[kClockTextSize]) {
     return "(no date)\n";
 }
 
-void set_clock_and_rtc(const hiSYSTEM_TM_S &r, int32_t offset) {
+// A wall-clock value that time_t cannot hold (a 32-bit time_t from
+// 2038-01-19 03:14:08 on) would reach settimeofday() wrapped into the past:
+// the clock keeps its time instead. Every other step still follows.
+void set_clock(const hiSYSTEM_TM_S &r, int32_t offset) {
     time_t target = 0;
-    if (!clock_target(r, offset, target)) {
-        // A wrapped value never reaches the clock; the hardware clock keeps
-        // what it has too.
-        ZEV_COMM_LOG_AS(WAR, "Zve_Comm_SetDateTime_TimeZone",
-                        "clock not set: %d-%02d-%02d %02d:%02d:%02d%+d s does not fit time_t\n", r.s32year,
-                        r.s32mon, r.s32mday, r.s32hour, r.s32min, r.s32sec, offset);
-        return;
-    }
+    if (!clock_target(r, offset, target)) return;
     struct timeval tv {};
     tv.tv_sec = target;
     (void)settimeofday(&tv, nullptr);
-    (void)Zev_Comm_UpdateSysTimeToRtc();
 }
 
 }  // namespace
@@ -80,7 +75,8 @@ COMM_API int32_t Zve_Comm_SetDateTime_TimeZone(const hiSYSTEM_TM_S *pstDateTime,
     ZEV_COMM_CHECK_EXPR(ZEV_COMM_CHECK_RANGE(pstDateTime->s32min, 0, 59));
     ZEV_COMM_CHECK_EXPR(ZEV_COMM_CHECK_RANGE(pstDateTime->s32sec, 0, 59));
 
-    comm::set_clock_and_rtc(*pstDateTime, iOffset);
+    comm::set_clock(*pstDateTime, iOffset);
+    (void)Zev_Comm_UpdateSysTimeToRtc();
 
     struct timeval now {};
     (void)gettimeofday(&now, nullptr);

@@ -5,6 +5,7 @@
 #include "comm_file.h"
 #include "comm_log.h"
 #include "comm_param.h"
+#include "frame/number_text.hpp"
 
 namespace comm {
 namespace {
@@ -84,7 +85,7 @@ COMM_API int32_t ZevGetFactoryParam(const char *pText, const char *pKey, int32_t
     comm::TextCopy copy;
     const char *value = comm::lookup(__func__, pText, pKey, copy);
     if (value == nullptr) return 0;
-    *pValue = atoi(value);
+    *pValue = comm::atoi32(value);
     return 1;
 }
 
@@ -116,7 +117,7 @@ COMM_API char *Zev_Comm_GetStrVal(char *str) { return comm::line_value(str); }
 
 COMM_API int32_t Zev_Comm_GetIntVal(char *str) {
     const char *value = comm::line_value(str);
-    return value == nullptr ? -1 : atoi(value);
+    return value == nullptr ? -1 : comm::atoi32(value);
 }
 
 }  // extern "C"

@@ -6,6 +6,7 @@
 #include "comm_mtd.h"
 #include "comm_sd.h"
 #include "frame/handles.hpp"
+#include "frame/number_text.hpp"
 
 namespace comm {
 namespace {
@@ -20,7 +21,7 @@ int32_t blocks_before(char *line, char *hit) {
     hit[-1] = '\0';
     char *start = hit - 1;
     while (start > line && start[-1] != ' ') --start;
-    return atoi(start);
+    return comm::atoi32(start);
 }
 
 }  // namespace

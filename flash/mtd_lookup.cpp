@@ -6,6 +6,7 @@
 #include "comm_log.h"
 #include "comm_mtd.h"
 #include "frame/handles.hpp"
+#include "frame/number_text.hpp"
 
 namespace comm {
 namespace {
@@ -63,10 +64,12 @@ char *path_from_line(char *line, const char *key) {
 
 uint32_t size_from_line(const char *line) {
     ZEV_COMM_LOG_AS(DBG, "Zev_Comm_GetMtdPartSize", "%s\n", line);
-    int index = 0;
-    unsigned int size = 0;
-    (void)sscanf(line, "mtd%d: %x", &index, &size);
-    ZEV_COMM_LOG_AS(DBG, "Zev_Comm_GetMtdPartSize", "part%d:size = %d (0x%x)\n", index,
+    // "mtd%d: %x", scanned as the camera's C library scans it.
+    long long index = 0;
+    int at = -1;
+    (void)sscanf(line, "mtd%lld: %n", &index, &at);
+    const uint32_t size = at >= 0 ? hex32(line + at) : 0;
+    ZEV_COMM_LOG_AS(DBG, "Zev_Comm_GetMtdPartSize", "part%d:size = %d (0x%x)\n", clamp_int32(index),
                     static_cast<int>(size), size);
     return size;
 }

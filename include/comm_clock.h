@@ -31,7 +31,9 @@ COMM_API int32_t Zev_GetSysBootSec(void);
  * and the result is 15. */
 COMM_API int32_t ZevSysFormatRtcTime(char *dst);
 
-/** Seconds since the Epoch by the system clock (time(NULL)). */
+/** Seconds since the Epoch by the system clock (time(NULL)). A clock after
+ * 2038-01-19 03:14:07, which only a 64-bit time_t holds, gives the low 32
+ * bits. */
 COMM_API int32_t ZevGetRtcSeconds(void);
 
 COMM_END_DECLS

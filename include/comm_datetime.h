@@ -15,8 +15,9 @@
  *
  * 32-bit time_t: a date that the system's time_t cannot hold (from
  * 2038-01-19 03:14:08 UTC on) never reaches the system clock as a wrapped
- * value. Such a clock is left as it is and the hardware clock is not
- * written; the setters still return 0 (see Zve_Comm_SetDateTime_TimeZone).
+ * value. Such a clock is left as it is; "hwclock --systohc", the read-back
+ * line and the result 0 follow as for any valid record (see
+ * Zve_Comm_SetDateTime_TimeZone).
  *
  * Threading: no locks. localtime()'s static tm is shared with every other
  * caller of it, the date texts are static buffers, and the time-set flag is
@@ -84,9 +85,10 @@ COMM_API char *Zev_Comm_GetBuildDate(void);
  * Results: 0 once the record is valid, even if the clock or the hardware
  * clock could not be set; -1 pstDateTime NULL; -2 a field out of range.
  * When mktime() fails or the clock would not fit time_t (a 32-bit time_t
- * from 2038-01-19 03:14:08 on), the system clock and the hardware clock are
- * left alone, WAR "clock not set: ..." is logged; the read-back line and the
- * flag follow as usual, and the result stays 0. */
+ * from 2038-01-19 03:14:08 on), settimeofday() is not called, so that the
+ * clock never takes a wrapped value; "hwclock --systohc" then saves the
+ * clock as it is, the read-back line shows it, and the flag and the result
+ * 0 follow as usual. */
 COMM_API int32_t Zve_Comm_SetDateTime_TimeZone(const hiSYSTEM_TM_S *pstDateTime, int32_t iOffset);
 
 /** Zve_Comm_SetDateTime_TimeZone with the offset 0: 0, -1 or -2. */

@@ -49,7 +49,9 @@ COMM_API char *Zev_Comm_ReadLine(FILE *stream);
  * size at DBG when found.
  *
  * Edge choice: a null name, or a name longer than 61 characters (which
- * would not fit the 64-byte quoted search key), finds nothing: 0.
+ * would not fit the 64-byte quoted search key), finds nothing: 0. A size
+ * past 32 bits gives 0xffffffff and an index past the int range logs
+ * 2147483647, as scanned with a 32-bit long, on every build.
  */
 COMM_API uint32_t Zev_Comm_GetMtdPartSize(const char *name);
 

@@ -47,7 +47,8 @@ COMM_API int32_t Zev_Comm_GetStrFromFileBykey(const char *path, const char *pKey
 COMM_API char *Zev_Comm_GetStrVal(char *str);
 
 /** atoi of the value as Zev_Comm_GetStrVal finds it, or -1 when str holds no
- * "=" (a value of -1 looks the same). */
+ * "=" (a value of -1 looks the same). A number beyond the int range gives
+ * INT32_MIN or INT32_MAX, as atoi does with a 32-bit long, on every build. */
 COMM_API int32_t Zev_Comm_GetIntVal(char *str);
 
 COMM_END_DECLS

@@ -21,10 +21,15 @@ done
 # npm fetches the MP3 frame decoder; machines that already have a Node.js
 # of their own keep it.
 command -v npm >/dev/null 2>&1 || missing+=(npm)
-# The kernel lab downloads armhf packages (the kernel, busybox) with apt.
+# The kernel lab downloads armhf packages (the kernel, busybox) with apt, and
+# the armhf build unpacks umockdev's armhf packages into its build tree
+# (scripts/armhf-umockdev-sysroot.sh; they are never installed): apt needs
+# the armhf architecture and its package lists.
 armhf_known=1
 dpkg --print-foreign-architectures | grep -qx armhf || armhf_known=0
-[ ${#missing[@]} -eq 0 ] && [ $armhf_known = 1 ] && exit 0
+armhf_listed=1
+apt-cache show umockdev:armhf >/dev/null 2>&1 || armhf_listed=0
+[ ${#missing[@]} -eq 0 ] && [ $armhf_known = 1 ] && [ $armhf_listed = 1 ] && exit 0
 
 SUDO=""
 [ "$(id -u)" -ne 0 ] && SUDO="sudo"

@@ -3,8 +3,9 @@
 # UndefinedBehaviorSanitizer, board tests on umockdev), the ThreadSanitizer
 # build for the threaded tests, the release build as an integrator uses it
 # (install, consumer project, packages, an offline configure), and the
-# armhf cross build under qemu-arm with its consumer and packages, and
-# last the formatting check.
+# armhf cross build under qemu-arm with its consumer and packages (its board
+# tests with umockdev for armhf, which configuring that build unpacks into
+# build/armhf/umockdev-armhf), and last the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -99,6 +99,16 @@ TEST(ParamText, LineValues) {
         {"FW= 42 \n", " 42 ", 42}, {"FW\\=3", "3", 3},  // the backslash means nothing here
         {"\r\nFW=3", "3", 3},                           // the line end before the "=" stays
     };
+    // Past the int range atoi stops at its end, as with the camera's 32-bit
+    // long, rather than keep the low 32 bits.
+    const std::pair<const char *, int32_t> wide[] = {{"FW=2147483648", INT32_MAX},
+                                                     {"FW=4294967297", INT32_MAX},
+                                                     {"FW=-2147483649", INT32_MIN},
+                                                     {"FW=-99999999999999999999", INT32_MIN}};
+    for (const auto &[line, number] : wide) {
+        std::string s = line;
+        EXPECT_EQ(Zev_Comm_GetIntVal(s.data()), number) << line;
+    }
     for (const auto &[line, value, number] : cases) {
         std::string s = line;
         const char *v = Zev_Comm_GetStrVal(s.data());

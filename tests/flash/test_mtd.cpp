@@ -44,7 +44,8 @@ TEST_F(Mtd, LookupOfSizeAndPath) {
         "\"\nmtd12: 00001000 00001000 \"\"\n"
         // Longer than the 256-byte line window: the reader splits them.
         "mtd13: 00003000 00001000 \"LONGLINE\"" +
-        std::string(280, ' ') + "tail\nmtd14: 00004000 00001000 " + std::string(260, '-') + " \"LATEKEY\"\n");
+        std::string(280, ' ') + "tail\nmtd14: 00004000 00001000 " + std::string(260, '-') +
+        " \"LATEKEY\"\nmtd15: 123456789 00001000 \"HUGE\"\n");
     // null: not found
     // clang-format off
     const struct { const char *name; uint32_t size; const char *path; } cases[] = {
@@ -56,6 +57,7 @@ TEST_F(Mtd, LookupOfSizeAndPath) {
         {"", 0x1000, "/dev/mtdblock12"},  // the key "" is in that line
         {"LONGLINE", 0x3000, "/dev/mtdblock13"}, {nullptr, 0, nullptr},
         {"LATEKEY", 0, nullptr},  // its key lands in a piece without "mtd" and colon
+        {"HUGE", 0xFFFFFFFF, "/dev/mtdblock15"},  // past 32 bits: the end of the range, not the low bits
     };
     // clang-format on
     for (const auto &c : cases) {
@@ -67,6 +69,8 @@ TEST_F(Mtd, LookupOfSizeAndPath) {
     EXPECT_EQ(all_lines([] { Zev_Comm_GetMtdPartSize("BADSIZE"); }),
               (Lines{"DBG Zev_Comm_GetMtdPartSize :mtd6: zz 00001000 \"BADSIZE\"\n",
                      "DBG Zev_Comm_GetMtdPartSize :part6:size = 0 (0x0)\n"}));
+    EXPECT_EQ(all_lines([] { Zev_Comm_GetMtdPartSize("LONGINDEX"); }).back(),
+              "DBG Zev_Comm_GetMtdPartSize :part2147483647:size = 4096 (0x1000)\n");
     EXPECT_EQ(all_lines([] { Zev_Comm_GetMtdPath("KERNEL"); }),
               Lines{"DBG Zev_Comm_GetMtdPath :\"KERNEL\" strPath = /dev/mtdblock5\n"});
     // Both lookups hand out one buffer, which failures leave alone; a name
