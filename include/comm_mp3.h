@@ -11,8 +11,9 @@
  * 34440 bytes of its stack, and 36 KiB was the smallest pthread stack size
  * with which a decode ran through. Give a decoding thread at least 64 KiB.
  *
- * Frames are decoded straight into pOut while a whole frame fits there, so
- * the PCM is not copied a second time.
+ * Layer III frames are decoded straight into pOut while a whole frame fits
+ * there, so their PCM is not copied a second time; frames of the other
+ * layers, which may write part of a frame before they fail, never are.
  */
 #ifndef COMM_MP3_H
 #define COMM_MP3_H
