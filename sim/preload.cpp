@@ -23,7 +23,8 @@ std::vector<CloseReaction> &reactions() {
     return r;
 }
 
-// The folder of the board's device tree that boardsim exported.
+}  // namespace
+
 const char *board_root() {
     const char *root = getenv("BOARDSIM_ROOT");
     return (root != nullptr && *root != '\0') ? root : nullptr;
@@ -37,8 +38,6 @@ std::string fd_path(int fd) {
     if (n <= 0) return {};
     return std::string(target, static_cast<size_t>(n));
 }
-
-}  // namespace
 
 ReactionRegistrar::ReactionRegistrar(const CloseReaction &r) { reactions().push_back(r); }
 

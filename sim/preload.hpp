@@ -16,8 +16,13 @@ struct ReactionRegistrar {
     explicit ReactionRegistrar(const CloseReaction &r);
 };
 
-#define BOARDSIM_CLOSE_REACTION(ident, matches, react)                                             \
+#define BOARDSIM_CLOSE_REACTION(ident, matches, react) \
     static const ::comm::sim::ReactionRegistrar ident##_reaction_registrar({matches, react})
+
+// The folder of the board's device tree that boardsim exported, or null.
+const char *board_root();
+// The real path behind a descriptor, or empty.
+std::string fd_path(int fd);
 
 bool ends_with(const std::string &s, const char *suffix);
 std::string parent_dir(const std::string &path);

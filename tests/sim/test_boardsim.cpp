@@ -36,7 +36,8 @@ protected:
 TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
     RunResult r = commctl({"gpio", "export", "33"});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(testsupport::summarise(r.out), std::vector<std::string>{"DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n"});
+    EXPECT_EQ(testsupport::summarise(r.out),
+              std::vector<std::string>{"DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n"});
     EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "in\n");
     EXPECT_EQ(testsupport::read_file(gpio("gpio33/value")), "0\n");
 
@@ -45,14 +46,10 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
         int status;
         std::string out;
     } steps[] = {
-        {{"gpio", "dir", "33", "out"}, 0, ""},
-        {{"gpio", "set", "33", "1"}, 0, ""},
-        {{"gpio", "get", "33"}, 0, "1\n"},
-        {{"gpio", "set", "33", "0"}, 0, ""},
-        {{"gpio", "get", "33"}, 0, "0\n"},
-        {{"gpio", "dir", "33", "high"}, 0, ""},
-        {{"gpio", "get", "33"}, 0, "1\n"},
-        {{"gpio", "unexport", "33"}, 0, ""},
+        {{"gpio", "dir", "33", "out"}, 0, ""}, {{"gpio", "set", "33", "1"}, 0, ""},
+        {{"gpio", "get", "33"}, 0, "1\n"},     {{"gpio", "set", "33", "0"}, 0, ""},
+        {{"gpio", "get", "33"}, 0, "0\n"},     {{"gpio", "dir", "33", "high"}, 0, ""},
+        {{"gpio", "get", "33"}, 0, "1\n"},     {{"gpio", "unexport", "33"}, 0, ""},
         {{"gpio", "get", "33"}, 1, ""},
     };
     for (const auto &s : steps) {
@@ -96,9 +93,54 @@ TEST_F(Boardsim, ExitStatusAndErrors) {
 }
 
 TEST_F(Boardsim, ProgramsSeeTheBoardNotTheMachine) {
-    const RunResult r = sim({"/bin/sh", "-c", "cat /sys/class/gpio/export; ls /sys/class/gpio; echo $ZEV_SETTINGS_FILE"});
+    const RunResult r =
+        sim({"/bin/sh", "-c", "cat /sys/class/gpio/export; ls /sys/class/gpio; echo $ZEV_SETTINGS_FILE"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, "export\nunexport\n" + state_.path() + "/settings.conf\n");
+}
+
+// The state path reaches the board's hwclock as data: quotes, blanks and $
+// in it neither break the script nor run anything. A colon, which PATH
+// cannot hold, is refused before any program runs.
+TEST_F(Boardsim, HwclockTakesAnyStatePath) {
+    const std::string odd = state_ / "it's a \"$HOME\" dir'; touch escaped; '";
+    const auto hwclock = [&](const std::string &state) {
+        return run({BOARDSIM_EXE, "--state", state, "--", "/bin/sh", "-c",
+                    "cd \"$1\" && hwclock --systohc && hwclock --show", "sh", state_.path()},
+                   {"ZEV_SETTINGS_FILE="});
+    };
+    RunResult r = hwclock(odd);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out.size(), sizeof "2031-05-06 07:08:09") << r.out;
+    EXPECT_FALSE(testsupport::file_exists(state_ / "escaped"));
+    EXPECT_TRUE(testsupport::file_exists(odd + "/board/clock/hardware"));
+    r = hwclock(state_ / "a:b");
+    EXPECT_NE(r.status, 0);
+    EXPECT_EQ(r.out, "");
+    EXPECT_NE(r.err.find("may not contain ':'"), std::string::npos) << r.err;
+}
+
+// /dev/mtdblockN answers as the kernel's block driver does: a read returns
+// what exists, a write is cut at the end and fails there with ENOSPC, the
+// image never grows, and no count, however large, brings boardsim down.
+TEST_F(Boardsim, FlashBlockTransfersStayInTheImage) {
+    const struct {
+        const char *transfer, *result;
+    } rows[] = {
+        {"r:80000000:0", "32768 0"}, {"r:ffffffff:10", "32752 0"}, {"r:10:8000", "0 0"}, {"w:10:7ff8", "8 0"},
+        {"w:80000000:0", "32768 0"}, {"w:10:8000", "-1 28"},       {"r:0:0", "0 0"},     {"w:0:0", "0 0"},
+    };
+    std::vector<std::string> program = {RAW_TRANSFER_EXE, "/dev/mtdblock3"};
+    std::string want;
+    for (const auto &row : rows) {
+        program.push_back(row.transfer);
+        want += std::string(row.result) + "\n";
+    }
+    const RunResult r = sim(program);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, want);
+    EXPECT_EQ(r.err, "");  // no warnings for empty transfers
+    EXPECT_EQ(testsupport::read_file(state_ / "board/dev/mtdblock3").size(), 0x8000u);
 }
 
 TEST_F(Boardsim, CommctlUsage) {
@@ -156,7 +198,8 @@ TEST_F(Boardsim, DemoApplicationBlinksTheLed) {
         "INF blink_record_led :LED on, reads 1\n",
         "INF blink_record_led :LED off, reads 0\n",
         "VER main :verbose lines show at level 7\n",
-        "INF pass_frames_between_threads :40 of 40 frames and 4000 of 4000 telemetry bytes came through in order\n",
+        "INF pass_frames_between_threads :40 of 40 frames and 4000 of 4000 telemetry bytes came through in "
+        "order\n",
         "INF main :dashcam demo done\n",
     };
     ASSERT_GE(lines.size(), 2u);
