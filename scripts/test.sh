@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the dev build (AddressSanitizer and
 # UndefinedBehaviorSanitizer, board tests on umockdev), the ThreadSanitizer
-# build for the threaded tests, and the armhf cross build under qemu-arm.
+# build for the threaded tests, the armhf cross build under qemu-arm, and
+# every fuzz target for a few seconds with the library instrumented.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -32,3 +33,6 @@ cmake --preset armhf >/dev/null
 cmake --build --preset armhf -j "$jobs"
 step "armhf: tests under qemu-arm"
 ctest --preset armhf
+
+step "fuzz: every target for 5 s (clang, the library instrumented)"
+bash scripts/fuzz.sh 5
