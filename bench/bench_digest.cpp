@@ -8,25 +8,16 @@
 #include <cstring>
 #include <vector>
 
+#include "bench_input.hpp"
 #include "comm_digest.h"
 
 namespace {
-
-std::vector<unsigned char> input(size_t n) {
-    std::vector<unsigned char> v(n);
-    uint32_t x = 12345;
-    for (auto &c : v) {
-        x = x * 1664525u + 1013904223u;
-        c = static_cast<unsigned char>(x >> 24);
-    }
-    return v;
-}
 
 constexpr size_t kMd5Size = 1 << 20;
 constexpr size_t kCrcSize = 64 << 10;
 
 void BM_dir_md5_digest(benchmark::State &state) {
-    const auto data = input(kMd5Size);
+    const auto data = bench_input(kMd5Size);
     unsigned char digest[16];
     for (auto _ : state) {
         dir_md5_digest(digest, data.data(), static_cast<uint32_t>(data.size()));
@@ -36,7 +27,7 @@ void BM_dir_md5_digest(benchmark::State &state) {
 }
 
 void BM_MD5Update(benchmark::State &state) {
-    const auto data = input(kMd5Size);
+    const auto data = bench_input(kMd5Size);
     unsigned char digest[16];
     for (auto _ : state) {
         MD5Context ctx;
@@ -49,7 +40,7 @@ void BM_MD5Update(benchmark::State &state) {
 }
 
 void BM_OpenSSL_MD5(benchmark::State &state) {
-    const auto data = input(kMd5Size);
+    const auto data = bench_input(kMd5Size);
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int len = 0;
     EVP_MD_CTX *ctx = EVP_MD_CTX_new();
@@ -69,7 +60,7 @@ void BM_OpenSSL_MD5(benchmark::State &state) {
 }
 
 void BM_Zev_Comm_CheckCrc8(benchmark::State &state) {
-    const auto data = input(kCrcSize);
+    const auto data = bench_input(kCrcSize);
     uint32_t crc = 0;
     for (auto _ : state) {
         crc = Zev_Comm_CheckCrc8(data.data(), static_cast<uint32_t>(data.size()), 0);
@@ -91,7 +82,7 @@ struct ByteTable {
 };
 
 void BM_Crc8ByteLoop(benchmark::State &state) {
-    const auto data = input(kCrcSize);
+    const auto data = bench_input(kCrcSize);
     static const ByteTable table;
     uint32_t crc = 0;
     for (auto _ : state) {

@@ -1,22 +1,22 @@
 // GPIO over the kernel's sysfs class: one open, one transfer, one close.
-#include "comm_gpio.h"
-
 #include <fcntl.h>
 
 #include <cstdio>
 #include <cstdlib>
 
-#include "comm_log.h"
 #include "board/sysfs.hpp"
+#include "board_sysfs.h"
+#include "comm_gpio.h"
+#include "comm_log.h"
 #include "frame/handles.hpp"
 
 namespace comm {
 namespace {
 
-constexpr const char *kExportPath = "/sys/class/gpio/export";
-constexpr const char *kUnexportPath = "/sys/class/gpio/unexport";
-constexpr const char *kDirectionTemplate = "/sys/class/gpio/gpio%d/direction";
-constexpr const char *kValueTemplate = "/sys/class/gpio/gpio%d/value";
+constexpr const char *kExportPath = COMM_GPIO_EXPORT;
+constexpr const char *kUnexportPath = COMM_GPIO_UNEXPORT;
+constexpr const char *kDirectionTemplate = COMM_GPIO_PIN_ATTR(COMM_GPIO_DIRECTION);
+constexpr const char *kValueTemplate = COMM_GPIO_PIN_ATTR(COMM_GPIO_VALUE);
 
 constexpr int kNoPin = -1;
 constexpr size_t kNumberTextSize = 4;  // three characters and the terminator
@@ -50,7 +50,9 @@ Path pin_path(const char *path_template, int32_t gpio) {
 }
 
 // GPIO attributes always take 4 bytes: the text and the zeroes behind it.
-bool write_pin_attribute(const char *path, const char *bytes) { return write_attribute(path, bytes, kWriteSize); }
+bool write_pin_attribute(const char *path, const char *bytes) {
+    return write_attribute(path, bytes, kWriteSize);
+}
 
 }  // namespace
 }  // namespace comm
@@ -58,12 +60,12 @@ bool write_pin_attribute(const char *path, const char *bytes) { return write_att
 using comm::fits_number_text;
 using comm::kNoPin;
 
-#define GPIO_CHECK_PIN_FITS(gpio)                                                                  \
-    do {                                                                                           \
-        if (!fits_number_text(gpio)) {                                                             \
-            ZEV_COMM_DBG("gpio[%d] out of range\n", (gpio));                                       \
-            return -1;                                                                             \
-        }                                                                                          \
+#define GPIO_CHECK_PIN_FITS(gpio)                            \
+    do {                                                     \
+        if (!fits_number_text(gpio)) {                       \
+            ZEV_COMM_DBG("gpio[%d] out of range\n", (gpio)); \
+            return -1;                                       \
+        }                                                    \
     } while (0)
 
 extern "C" {

@@ -7,28 +7,13 @@
 #include "comm_board.h"
 #include "comm_log.h"
 #include "comm_pmu.h"
+#include "pmu_ioctl.h"
 
 namespace comm {
 namespace {
 
-constexpr const char *kPmuPath = "/dev/ip_6303";
+constexpr const char *kPmuPath = COMM_PMU_NODE;
 constexpr int32_t kNotOpen = -1;
-
-// The driver's requests: size 4, type 'M'. 0x85 and 0x86 carry the write
-// direction although they read; they are the driver's numbers as they are.
-constexpr unsigned long kGetType = 0x80044D82UL;
-constexpr unsigned long kGetNtcTemperature = 0x80044D83UL;
-constexpr unsigned long kSetChargeCurrent = 0x40044D84UL;
-constexpr unsigned long kGetVoltage = 0x40044D85UL;
-constexpr unsigned long kGetChargeCurrent = 0x40044D86UL;
-constexpr unsigned long kSetCap = 0x40044D87UL;
-constexpr unsigned long kIsAccOn = 0x80044D88UL;
-constexpr unsigned long kIsDcIn = 0x80044D89UL;
-constexpr unsigned long kGetBootRes = 0x80044D90UL;
-constexpr unsigned long kPowerOff = 0x40044D91UL;
-constexpr unsigned long kSetPowerOffTimeOut = 0x40044D92UL;
-constexpr unsigned long kIsPowerKeyPressed = 0x80044D94UL;
-constexpr unsigned long kGetSDInsterStat = 0x80044D95UL;
 
 constexpr int32_t kCapValue = 240;
 constexpr int32_t kTestModeNtcTemperature = 37;
@@ -83,39 +68,39 @@ extern "C" {
 
 COMM_API int32_t Zev_Pmu_IsDcIn(void) {
     int32_t word = 0;
-    const Outcome o = comm::pmu_request(__func__, comm::kIsDcIn, word);
+    const Outcome o = comm::pmu_request(__func__, COMM_PMU_IS_DC_IN, word);
     return o == Outcome::kNoDevice ? 1 : (o == Outcome::kFailed ? 0 : word);
 }
 
 COMM_API int32_t Zev_Pmu_IsAccOn(void) {
     int32_t word = 0;
-    const Outcome o = comm::pmu_request(__func__, comm::kIsAccOn, word);
+    const Outcome o = comm::pmu_request(__func__, COMM_PMU_IS_ACC_ON, word);
     return o == Outcome::kNoDevice ? 1 : (o == Outcome::kFailed ? 0 : word);
 }
 
 COMM_API int32_t Zev_Pmu_GetBootRes(void) {
     int32_t word = 0;
-    if (!comm::pmu_read(__func__, comm::kGetBootRes, word)) return 0;
+    if (!comm::pmu_read(__func__, COMM_PMU_GET_BOOT_RES, word)) return 0;
     ZEV_COMM_INF(":0x%x\n", static_cast<unsigned>(word));
     return word;
 }
 
 COMM_API int32_t Zev_Pmu_GetType(void) {
     int32_t word = 0;
-    if (!comm::pmu_read(__func__, comm::kGetType, word)) return 0;
+    if (!comm::pmu_read(__func__, COMM_PMU_GET_TYPE, word)) return 0;
     return word != 0 ? 1 : 0;
 }
 
 COMM_API int32_t Zev_Pmu_SetCap(void) {
     int32_t word = comm::kCapValue;
-    if (!comm::pmu_read(__func__, comm::kSetCap, word)) return 0;
+    if (!comm::pmu_read(__func__, COMM_PMU_SET_CAP, word)) return 0;
     ZEV_COMM_WAR(":%d mA\n", word);
     return word;
 }
 
 COMM_API int32_t Zev_Pmu_GetVoltage(int32_t bShow) {
     int32_t word = 0;
-    if (!comm::pmu_read(__func__, comm::kGetVoltage, word)) return 0;
+    if (!comm::pmu_read(__func__, COMM_PMU_GET_VOLTAGE, word)) return 0;
     if (bShow != 0) {
         ZEV_COMM_WAR("%d mv\n", word);
     } else {
@@ -126,14 +111,14 @@ COMM_API int32_t Zev_Pmu_GetVoltage(int32_t bShow) {
 
 COMM_API int32_t Zev_Pmu_SetChargeCurrent(int32_t iCurrent) {
     int32_t word = iCurrent;
-    if (!comm::pmu_read(__func__, comm::kSetChargeCurrent, word)) return 0;
+    if (!comm::pmu_read(__func__, COMM_PMU_SET_CHARGE_CURRENT, word)) return 0;
     ZEV_COMM_VER("%d mA\n", word);
     return word;
 }
 
 COMM_API int32_t Zev_Pmu_GetChargeCurrent(void) {
     int32_t word = 0;
-    if (!comm::pmu_read(__func__, comm::kGetChargeCurrent, word)) return 0;
+    if (!comm::pmu_read(__func__, COMM_PMU_GET_CHARGE_CURRENT, word)) return 0;
     ZEV_COMM_VER("%d mA\n", word);
     return word;
 }
@@ -144,7 +129,7 @@ COMM_API int32_t Zev_Pmu_GetNtcTemperature(void) {
     // The test mode answers only with the device open, and asks nothing.
     if (Zev_Comm_IsTempTestMode() != 0) {
         word = comm::kTestModeNtcTemperature;
-    } else if (!comm::pmu_ioctl(__func__, comm::kGetNtcTemperature, word)) {
+    } else if (!comm::pmu_ioctl(__func__, COMM_PMU_GET_NTC_TEMPERATURE, word)) {
         return 0;
     }
     ZEV_COMM_VER("%d du\n", word);
@@ -153,26 +138,26 @@ COMM_API int32_t Zev_Pmu_GetNtcTemperature(void) {
 
 COMM_API int32_t Zev_Pmu_PowerOff(int32_t iValue) {
     int32_t word = iValue;
-    if (!comm::pmu_read(__func__, comm::kPowerOff, word)) return 0;
+    if (!comm::pmu_read(__func__, COMM_PMU_POWER_OFF, word)) return 0;
     return word;
 }
 
 COMM_API int32_t Zev_Pmu_SetPowerOffTimeOut(int32_t iTimeOut) {
     int32_t word = iTimeOut;
-    (void)comm::pmu_read(__func__, comm::kSetPowerOffTimeOut, word);
+    (void)comm::pmu_read(__func__, COMM_PMU_SET_POWER_OFF_TIMEOUT, word);
     return 0;
 }
 
 COMM_API int32_t Zev_Pmu_IsPowerKeyPressed(void) {
     int32_t word = 0;
-    if (!comm::pmu_read(__func__, comm::kIsPowerKeyPressed, word)) return 0;
+    if (!comm::pmu_read(__func__, COMM_PMU_IS_POWER_KEY_PRESSED, word)) return 0;
     ZEV_COMM_VER("pwrkey:%s\n", word != 0 ? "DOWN" : "UP");
     return word;
 }
 
 COMM_API int32_t Zev_Pmu_GetSDInsterStat(void) {
     int32_t word = 0;
-    if (!comm::pmu_read(__func__, comm::kGetSDInsterStat, word)) return 0;
+    if (!comm::pmu_read(__func__, COMM_PMU_GET_SD_INSERT_STAT, word)) return 0;
     ZEV_COMM_VER("SD_In:%d\n", word);
     return word;
 }

@@ -5,20 +5,21 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "board/sysfs.hpp"
+#include "board_sysfs.h"
 #include "comm_log.h"
 #include "comm_pwm.h"
-#include "board/sysfs.hpp"
 #include "frame/handles.hpp"
 
 namespace comm {
 namespace {
 
-constexpr const char *kExportPath = "/sys/class/pwm/pwmchip0/export";
-constexpr const char *kUnexportPath = "/sys/class/pwm/pwmchip0/unexport";
-constexpr const char *kPeriodTemplate = "/sys/class/pwm/pwmchip0/pwm%d/period";
-constexpr const char *kDutyTemplate = "/sys/class/pwm/pwmchip0/pwm%d/duty_cycle";
-constexpr const char *kPolarityTemplate = "/sys/class/pwm/pwmchip0/pwm%d/polarity";
-constexpr const char *kEnableTemplate = "/sys/class/pwm/pwmchip0/pwm%d/enable";
+constexpr const char *kExportPath = COMM_PWM_EXPORT;
+constexpr const char *kUnexportPath = COMM_PWM_UNEXPORT;
+constexpr const char *kPeriodTemplate = COMM_PWM_CHANNEL_ATTR(COMM_PWM_PERIOD);
+constexpr const char *kDutyTemplate = COMM_PWM_CHANNEL_ATTR(COMM_PWM_DUTY_CYCLE);
+constexpr const char *kPolarityTemplate = COMM_PWM_CHANNEL_ATTR(COMM_PWM_POLARITY);
+constexpr const char *kEnableTemplate = COMM_PWM_CHANNEL_ATTR(COMM_PWM_ENABLE);
 
 constexpr int32_t kMaxSwitchOffChannel = 7;
 
@@ -49,7 +50,9 @@ Path channel_path(const char *path_template, int32_t pwm) {
 }
 
 // PWM attributes take the text's own length.
-bool write_text_attribute(const char *path, const char *text) { return write_attribute(path, text, strlen(text)); }
+bool write_text_attribute(const char *path, const char *text) {
+    return write_attribute(path, text, strlen(text));
+}
 
 // The writing operation of every attribute but unexport: its open failure is
 // logged in the name of the exported function that asked.

@@ -7,11 +7,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "board/sysfs.hpp"
+#include "board_sysfs.h"
 #include "comm_board.h"
 #include "comm_file.h"
 #include "comm_gpio.h"
 #include "comm_log.h"
-#include "board/sysfs.hpp"
 #include "frame/handles.hpp"
 
 // The library's only exported word. Its own data section keeps the address
@@ -23,18 +24,18 @@ __attribute__((section(".data.s_iCpuTempTest"))) COMM_API int32_t s_iCpuTempTest
 namespace comm {
 namespace {
 
-constexpr const char *kCmdLinePath = "/proc/cmdline";
+constexpr const char *kCmdLinePath = COMM_KERNEL_CMDLINE;
 constexpr int32_t kCmdLineOffset = -100;  // refused by procfs: the read starts at byte 0
 constexpr uint32_t kCmdLineReadSize = 1024;
 constexpr const char *kTempTestWord = "ft=TEMP";
 
-constexpr const char *kCpuTempPath = "/sys/devices/virtual/mstar/msys/TEMP_R";
+constexpr const char *kCpuTempPath = COMM_CPU_TEMP_ATTR;
 constexpr uint32_t kCpuTempReadSize = 30;
 constexpr size_t kCpuTempBufferSize = 32;
 constexpr size_t kCpuTempPrefix = 12;  // the kernel's text ahead of the number
 constexpr int32_t kTestModeCpuTemp = 66;
 
-constexpr const char *kTouchIrqPath = "/sys/class/i2c-dev/i2c-4/device/4-005d/drv_irq";
+constexpr const char *kTouchIrqPath = COMM_TOUCH_IRQ_ATTR;
 
 constexpr int32_t kUsbSwitchPin = 33;
 constexpr unsigned long kConsoleRequest = 0x541D;  // TIOCCONS

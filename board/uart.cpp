@@ -27,7 +27,9 @@ constexpr cc_t kReadMinimum = 0;
 constexpr int kSelectSetBits = 1024;
 constexpr long kIdlePassRestNs = 1000000;  // 1 ms
 
-// Stage one. False only for a speed selector without a row.
+// The speed goes first and on its own: a bad speed selector fails
+// SetAttr with -1 before the framing is looked at. False only for a
+// selector without a row; a refused tcsetattr is logged and passed over.
 bool set_speed(int fd, uint32_t selector) {
     struct termios tio {};
     (void)tcgetattr(fd, &tio);
@@ -88,7 +90,9 @@ bool apply_stop_bits(struct termios &tio, uint32_t selector) {
     }
 }
 
-// Stage two. The port changes only at its last step.
+// Data bits, parity, stop bits and raw mode, built on a copy of the port's
+// settings and applied in one tcsetattr, so that a selector without a row
+// leaves the port as it was.
 bool set_framing(int fd, const UART_ATTR_S &attr) {
     struct termios tio {};
     if (tcgetattr(fd, &tio) != 0) {

@@ -1,10 +1,10 @@
-# A short prompt MP3 for the demo, made at build time: commctl writes a
-# tone, lame encodes it. Needs the tools and lame; without them there is no
-# prompt and the demo says so.
+# A short prompt MP3 for the demo (scripts/demo.d/50-media.sh), made at
+# build time: commctl writes a tone, lame encodes it. Needs the tools and
+# lame; without them there is no prompt and the demo says so.
 if(COMM_BUILD_TOOLS AND NOT CMAKE_CROSSCOMPILING)
   find_program(COMM_LAME_EXECUTABLE lame)
   if(COMM_LAME_EXECUTABLE)
-    set(COMM_PROMPT_DIR ${CMAKE_BINARY_DIR}/share)
+    set(COMM_PROMPT_DIR ${PROJECT_BINARY_DIR}/share)
     add_custom_command(OUTPUT ${COMM_PROMPT_DIR}/prompt.mp3
       COMMAND ${CMAKE_COMMAND} -E make_directory ${COMM_PROMPT_DIR}
       COMMAND ${CMAKE_COMMAND} -E env ASAN_OPTIONS=detect_leaks=0

@@ -5,13 +5,6 @@
 
 #include <pthread.h>
 
-#if (defined(__x86_64__) || defined(__i386__)) && !defined(__clang__)
-// The containers call the lock functions straight through the GOT rather
-// than through a PLT stub: one jump fewer on every lock and unlock.
-extern "C" int pthread_mutex_lock(pthread_mutex_t *) __attribute__((noplt));
-extern "C" int pthread_mutex_unlock(pthread_mutex_t *) __attribute__((noplt));
-#endif
-
 namespace comm {
 
 class MutexLock {

@@ -1,8 +1,8 @@
-// The named byte ring. Strings move with at most two memcpy calls under the
-// mutex instead of byte by byte; results, bytes and log lines are those of
-// the byte-at-a-time loop.
-#include "comm_ringbuffer.h"
-
+// The named byte ring. Invariant: 0 <= read, write < capacity; the bytes
+// stored are those from read up to (not including) write, wrapping at the
+// end, so read == write is empty and one slot always stays free. A string
+// moves as at most two memcpy calls, one up to the end and one from the
+// start.
 #include <pthread.h>
 #include <unistd.h>
 
@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "comm_log.h"
+#include "comm_ringbuffer.h"
 #include "containers/mutex_lock.hpp"
 
 namespace comm {
@@ -90,7 +91,6 @@ int32_t take_bytes(Ring &r, uint8_t *dst, int32_t len) {
     add_data_size(r, -n);
     return n;
 }
-
 
 // One direction of the Str operations: how bytes move, what a miss logs and
 // whether the way out signals the condition variable.

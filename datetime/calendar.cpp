@@ -4,6 +4,7 @@
 #include <ctime>
 #include <limits>
 
+#include "frame/local_time.hpp"
 #include "zev_settings.h"
 
 namespace comm {
@@ -38,13 +39,13 @@ void civil_from_days(int64_t days, int64_t &year, int32_t &mon, int32_t &mday) {
 void break_down(int64_t t, hiSYSTEM_TM_S &out) {
     if (fits_time_t(t)) {
         const time_t tt = static_cast<time_t>(t);
-        if (const struct tm *tm = localtime(&tt); tm != nullptr) {
-            out.s32sec = tm->tm_sec;
-            out.s32min = tm->tm_min;
-            out.s32hour = tm->tm_hour;
-            out.s32mday = tm->tm_mday;
-            out.s32mon = tm->tm_mon + 1;
-            out.s32year = tm->tm_year + 1900;
+        if (struct tm tm{}; local_time(tt, tm)) {
+            out.s32sec = tm.tm_sec;
+            out.s32min = tm.tm_min;
+            out.s32hour = tm.tm_hour;
+            out.s32mday = tm.tm_mday;
+            out.s32mon = tm.tm_mon + 1;
+            out.s32year = tm.tm_year + 1900;
             return;
         }
     }

@@ -11,7 +11,8 @@ namespace comm {
 // True when the system's time_t (32 bits on armhf) holds t unchanged.
 bool fits_time_t(int64_t t);
 
-// Breaks t down with localtime() into a record. When time_t cannot hold t,
+// Breaks t down in the system's zone into a record (local_time(), which
+// leaves localtime()'s static record alone). When time_t cannot hold t,
 // or localtime() fails, the record is computed in UTC with 64-bit
 // arithmetic instead, so that nothing wraps.
 void break_down(int64_t t, hiSYSTEM_TM_S &out);

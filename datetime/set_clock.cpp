@@ -9,6 +9,8 @@
 #include "comm_log.h"
 #include "comm_sys.h"
 #include "datetime/calendar.hpp"
+#include "frame/local_time.hpp"
+#include "rtc_clock.h"
 #include "zev_settings.h"
 
 namespace comm {
@@ -20,6 +22,7 @@ int32_t s_bTimeSeted = 0;
 constexpr int32_t kDefaultYear = 2025;
 constexpr int32_t kDefaultMon = 1;
 constexpr int32_t kDefaultMday = 1;
+constexpr size_t kClockTextSize = 26;  // asctime_r's fixed text and terminator
 
 // The wall-clock seconds for a checked record plus an offset; false when
 // mktime() fails or the sum does not fit the system's time_t.
@@ -40,9 +43,11 @@ bool clock_target(const hiSYSTEM_TM_S &r, int32_t offset, time_t &target) {
     return true;
 }
 
-const char *clock_text(const time_t *t) {
-    const char *text = ctime(t);
-    return text != nullptr ? text : "(no date)\n";
+// ctime()'s text, made without its static records.
+const char *clock_text(time_t t, char (&buf)[kClockTextSize]) {
+    struct tm tm {};
+    if (local_time(t, tm) && asctime_r(&tm, buf) != nullptr) return buf;
+    return "(no date)\n";
 }
 
 void set_clock_and_rtc(const hiSYSTEM_TM_S &r, int32_t offset) {
@@ -79,7 +84,8 @@ COMM_API int32_t Zve_Comm_SetDateTime_TimeZone(const hiSYSTEM_TM_S *pstDateTime,
 
     struct timeval now {};
     (void)gettimeofday(&now, nullptr);
-    ZEV_COMM_DBG("%s\n", comm::clock_text(&now.tv_sec));
+    char text[comm::kClockTextSize];
+    ZEV_COMM_DBG("%s\n", comm::clock_text(now.tv_sec, text));
 
     if (pstDateTime->s32year != comm::kDefaultYear && pstDateTime->s32mon != comm::kDefaultMon &&
         pstDateTime->s32mday != comm::kDefaultMday)
@@ -129,9 +135,9 @@ COMM_API int32_t Zve_Comm_GetRtcTime(hiSYSTEM_TM_S *pstDateTime) {
     return Zev_Comm_GetLocalTime(pstDateTime);
 }
 
-COMM_API int32_t Zev_Comm_UpdateSysTimeFromRtc(void) { return Zev_Comm_SystemEx("hwclock --hctosys"); }
+COMM_API int32_t Zev_Comm_UpdateSysTimeFromRtc(void) { return Zev_Comm_SystemEx(COMM_RTC_TO_SYSTEM_CMD); }
 
-COMM_API int32_t Zev_Comm_UpdateSysTimeToRtc(void) { return Zev_Comm_SystemEx("hwclock --systohc"); }
+COMM_API int32_t Zev_Comm_UpdateSysTimeToRtc(void) { return Zev_Comm_SystemEx(COMM_SYSTEM_TO_RTC_CMD); }
 
 COMM_API int32_t Zve_Comm_IsTimeSeted(void) { return comm::s_bTimeSeted; }
 

@@ -7,6 +7,11 @@
 #ifndef COMM_DEVICES_FLASH_LAYOUT_H
 #define COMM_DEVICES_FLASH_LAYOUT_H
 
+/* The partitions that the library's flash map names. */
+#define COMM_FLASH_KEY_CUST "KEY_CUST"
+#define COMM_FLASH_KEY_CUST1 "KEY_CUST1"
+#define COMM_FLASH_SETTINGS "SETTINGS"
+
 struct comm_flash_partition {
     const char *name;
     unsigned int size;
@@ -14,13 +19,11 @@ struct comm_flash_partition {
 };
 
 /* Expands to the rows of a struct comm_flash_partition array. */
-#define COMM_FLASH_LAYOUT_ROWS              \
-    {"BOOT", 0x40000, 0x10000},             \
-    {"ENV", 0x10000, 0x1000},               \
-    {"KEY_CUST1", 0x8000, 0x1000},          \
-    {"KEY_CUST", 0x8000, 0x1000},           \
-    {"SETTINGS", 0x10000, 0x1000},          \
-    {"KERNEL", 0x100000, 0x10000}
+#define COMM_FLASH_LAYOUT_ROWS                                                                    \
+    {"BOOT", 0x40000, 0x10000}, {"ENV", 0x10000, 0x1000}, {COMM_FLASH_KEY_CUST1, 0x8000, 0x1000}, \
+        {COMM_FLASH_KEY_CUST, 0x8000, 0x1000}, {COMM_FLASH_SETTINGS, 0x10000, 0x1000}, {          \
+        "KERNEL", 0x100000, 0x10000                                                               \
+    }
 
 #define COMM_FLASH_PARTITION_COUNT 6
 

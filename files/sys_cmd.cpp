@@ -39,8 +39,8 @@ template <size_t N, typename... A>
     return n >= 0 && static_cast<size_t>(n) < N;
 }
 
-}  // namespace
-
+// Runs cmd and copies up to size bytes of its output into buf, which ends
+// in a NUL. 0 done (or no buffer), -1 no command or no pipe, -2 no output.
 int32_t run_captured(const char *cmd, char *buf, int32_t size) {
     if (cmd == nullptr) return -1;
     PipeStream stream(cmd);
@@ -53,6 +53,7 @@ int32_t run_captured(const char *cmd, char *buf, int32_t size) {
     return 0;
 }
 
+}  // namespace
 }  // namespace comm
 
 extern "C" {

@@ -7,6 +7,7 @@
 #include "frame/monotonic.hpp"
 
 namespace comm {
+namespace {
 
 // Two rand() values added in 32 bits (wrapping), shifted right by 8 as a
 // signed word (a sum with the top bit set stays negative), then reduced
@@ -17,6 +18,7 @@ uint32_t fold_random(uint32_t a, uint32_t b) {
     return static_cast<uint32_t>(shifted) % 100000000u;
 }
 
+}  // namespace
 }  // namespace comm
 
 extern "C" {

@@ -4,13 +4,25 @@
 #include <cstring>
 #include <ctime>
 
+#include "frame/local_time.hpp"
 #include "frame/monotonic.hpp"
 
 namespace {
 
 int32_t s_iPrintLev = 5;
 int32_t s_iLockPrintLev = -1;
-char s_szRtcTime[64];
+constexpr size_t kRtcTimeSize = 64;
+
+// The text handed out, one per thread: a caller may write into it, so the
+// text kept for the current second lives beside it and is copied over.
+thread_local char s_szRtcTime[kRtcTimeSize];
+
+struct RtcTextCache {
+    uint32_t serial;  // of the local time the text was made from; 0: none
+    size_t len;
+    char text[kRtcTimeSize];
+};
+thread_local RtcTextCache t_rtc_text;
 
 constexpr int kDumpRow = 16;
 
@@ -21,14 +33,23 @@ extern "C" {
 COMM_API uint32_t ZevSysRnuningTime(void) { return comm::boot_ms() / 100u; }
 
 COMM_API char *ZevSysRtcTime(void) {
-    const time_t now = time(nullptr);
-    const struct tm *tm = localtime(&now);
+    uint32_t serial = 0;
+    const struct tm *tm = comm::local_now(time(nullptr), serial);
+    RtcTextCache &c = t_rtc_text;
     if (tm == nullptr) {
+        c.serial = 0;
         s_szRtcTime[0] = '\0';
         return s_szRtcTime;
     }
-    snprintf(s_szRtcTime, sizeof s_szRtcTime, "%2d%02d%02d %02d:%02d:%02d", tm->tm_year - 100,
-             tm->tm_mon + 1, tm->tm_mday, tm->tm_hour, tm->tm_min, tm->tm_sec);
+    if (c.serial != serial) {
+        const int n = snprintf(c.text, sizeof c.text, "%2d%02d%02d %02d:%02d:%02d", tm->tm_year - 100,
+                               tm->tm_mon + 1, tm->tm_mday, tm->tm_hour, tm->tm_min, tm->tm_sec);
+        c.len =
+            n < 0 ? 0 : (static_cast<size_t>(n) < sizeof c.text ? static_cast<size_t>(n) : sizeof c.text - 1);
+        c.text[c.len] = '\0';
+        c.serial = serial;
+    }
+    memcpy(s_szRtcTime, c.text, c.len + 1);
     return s_szRtcTime;
 }
 

@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm date and time: the zone table, the local clock, the date texts,
  * setting the system clock and keeping the hardware clock with it.
  *
@@ -31,7 +31,7 @@
 
 COMM_BEGIN_DECLS
 
-/* A broken-down date and time that crosses the interface. */
+/** A broken-down date and time that crosses the interface. */
 typedef struct hiSYSTEM_TM_S {
     int32_t s32sec;  /* 0..59 */
     int32_t s32min;  /* 0..59 */
@@ -41,9 +41,9 @@ typedef struct hiSYSTEM_TM_S {
     int32_t s32year; /* the full year, e.g. 2025 */
 } hiSYSTEM_TM_S;
 
-/* ---- zones and local time ---------------------------------------------- */
+/** ---- zones and local time ---------------------------------------------- */
 
-/* The offset from GMT in seconds of a zone text of the 35-row table
+/** The offset from GMT in seconds of a zone text of the 35-row table
  * ("GMT-12:00" .. "GMT+14:00", "GMT", "GMT+00:00"; whole and case-sensitive
  * matches, positive east). Logs the text at DBG. Never fails: any other text
  * logs ERR "error:<text>, set to default:GMT+08:00", a second DBG line with
@@ -51,29 +51,29 @@ typedef struct hiSYSTEM_TM_S {
  * text, shown as "(null)". */
 COMM_API int32_t Zev_Comm_TimeZone_to_Sec(const char *pZone);
 
-/* Fills *pstDateTime with the system clock plus the configured zone's
+/** Fills *pstDateTime with the system clock plus the configured zone's
  * offset, broken down by localtime() (which applies the system's zone on
  * top). 0; -1 (ERR "pointer[pstDateTime] is NULL") when pstDateTime is NULL.
  * When the sum lies beyond a 32-bit time_t, the record is broken down in
  * UTC by 64-bit arithmetic instead of being wrapped. */
 COMM_API int32_t Zev_Comm_GetLocalTime(hiSYSTEM_TM_S *pstDateTime);
 
-/* 0 when s32year is greater than 2024, else -1; the other fields are not
+/** 0 when s32year is greater than 2024, else -1; the other fields are not
  * looked at, and nothing is logged. */
 COMM_API int32_t Zev_Comm_CheckIsTimeValid(hiSYSTEM_TM_S stDateTime);
 
-/* The library's fixed build date, 20 September 2025, in the order chosen by
+/** The library's fixed build date, 20 September 2025, in the order chosen by
  * "Camera.Menu.TimeFormat": "1" gives "09-20-2025", "2" gives "20-09-2025",
  * anything else "2025-09-20". Rewritten in one static buffer at each call:
  * do not free it, copy what you keep. */
 COMM_API char *Zev_Comm_GetRealDate(void);
 
-/* "2025-09-20", in a static buffer of its own. */
+/** "2025-09-20", in a static buffer of its own. */
 COMM_API char *Zev_Comm_GetBuildDate(void);
 
-/* ---- setting the clock ------------------------------------------------- */
+/** ---- setting the clock ------------------------------------------------- */
 
-/* Checks the record, then sets the system clock to mktime(record) + iOffset
+/** Checks the record, then sets the system clock to mktime(record) + iOffset
  * seconds, runs "hwclock --systohc", reads the clock back and logs it at DBG
  * (ctime() text, so an empty line follows). The checks, in order, each
  * logging ERR "expr[<expression>] false" and ending the call:
@@ -89,23 +89,23 @@ COMM_API char *Zev_Comm_GetBuildDate(void);
  * flag follow as usual, and the result stays 0. */
 COMM_API int32_t Zve_Comm_SetDateTime_TimeZone(const hiSYSTEM_TM_S *pstDateTime, int32_t iOffset);
 
-/* Zve_Comm_SetDateTime_TimeZone with the offset 0: 0, -1 or -2. */
+/** Zve_Comm_SetDateTime_TimeZone with the offset 0: 0, -1 or -2. */
 COMM_API int32_t Zve_Comm_SetDateTime(const hiSYSTEM_TM_S *pstDateTime);
 
-/* Zve_Comm_SetDateTime of a record made of the six values: 0 or -2. */
+/** Zve_Comm_SetDateTime of a record made of the six values: 0 or -2. */
 COMM_API int32_t Zve_Comm_SetDateTimeEx(int32_t year, int32_t mon, int32_t mday, int32_t hour, int32_t min,
                                         int32_t sec);
 
-/* Sets 1 January 2025, 00:00:00. Never raises the time-set flag, nor
+/** Sets 1 January 2025, 00:00:00. Never raises the time-set flag, nor
  * clears it. Returns 0. */
 COMM_API int32_t Zev_Comm_ResetToDefaultTime(void);
 
-/* Takes the record as a UTC date: sets the clock with the configured zone's
+/** Takes the record as a UTC date: sets the clock with the configured zone's
  * offset (read first, so its DBG line comes before a NULL record's ERR line).
  * 0, -1 or -2 as Zve_Comm_SetDateTime_TimeZone. */
 COMM_API int32_t Zve_Comm_SetUtcDateTime(const hiSYSTEM_TM_S *pstDateTime);
 
-/* Moves the clock from the old zone's wall time to the new zone's: the clock
+/** Moves the clock from the old zone's wall time to the new zone's: the clock
  * ends at its old value minus the old offset plus the new one. pZone is
  * stored in "Camera.Menu.TimeZone" first, unchanged (also when it is not in
  * the table, which then counts as 28800), whatever follows. Returns
@@ -113,17 +113,17 @@ COMM_API int32_t Zve_Comm_SetUtcDateTime(const hiSYSTEM_TM_S *pstDateTime);
  * or before. pZone NULL gives -1 and changes nothing. */
 COMM_API int32_t Zve_Comm_UpdateTimeZone(const char *pZone);
 
-/* Loads the system clock from the hardware clock ("hwclock --hctosys", also
+/** Loads the system clock from the hardware clock ("hwclock --hctosys", also
  * when pstDateTime is NULL), then returns Zev_Comm_GetLocalTime(pstDateTime). */
 COMM_API int32_t Zve_Comm_GetRtcTime(hiSYSTEM_TM_S *pstDateTime);
 
-/* Runs "hwclock --hctosys" and returns system()'s status. */
+/** Runs "hwclock --hctosys" and returns system()'s status. */
 COMM_API int32_t Zev_Comm_UpdateSysTimeFromRtc(void);
 
-/* Runs "hwclock --systohc" and returns system()'s status. */
+/** Runs "hwclock --systohc" and returns system()'s status. */
 COMM_API int32_t Zev_Comm_UpdateSysTimeToRtc(void);
 
-/* The time-set flag of this process: 0 at load, 1 once a date with all of
+/** The time-set flag of this process: 0 at load, 1 once a date with all of
  * year, month and day unlike the default date (2025, January, 1st) has been
  * set. Nothing clears it. */
 COMM_API int32_t Zve_Comm_IsTimeSeted(void);

@@ -1,4 +1,4 @@
-/*
+/** @file
  * Export and linkage macros shared by every libcomm header.
  */
 #ifndef COMM_EXPORT_H

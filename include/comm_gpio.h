@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm GPIO over the kernel's sysfs class (/sys/class/gpio).
  *
  * Every call opens one attribute, makes one transfer and closes it; nothing
@@ -21,21 +21,21 @@
 
 COMM_BEGIN_DECLS
 
-/* Writes the pin to /sys/class/gpio/export. 0, or -1 (pin -1, open failed). */
+/** Writes the pin to /sys/class/gpio/export. 0, or -1 (pin -1, open failed). */
 COMM_API int32_t Zev_Comm_Gpio_Export(int32_t gpio);
 
-/* Writes the pin to /sys/class/gpio/unexport. 0, or -1. */
+/** Writes the pin to /sys/class/gpio/unexport. 0, or -1. */
 COMM_API int32_t Zev_Comm_Gpio_Unexport(int32_t gpio);
 
-/* Writes 4 bytes of pDir ("out", or "in" in a 4-byte buffer) to the pin's
+/** Writes 4 bytes of pDir ("out", or "in" in a 4-byte buffer) to the pin's
  * direction attribute. pDir must have 4 readable bytes. 0, or -1. */
 COMM_API int32_t Zev_Comm_Gpio_SetDirection(int32_t gpio, const char *pDir);
 
-/* The number in the pin's value attribute (0 or 1; an empty text gives 0),
+/** The number in the pin's value attribute (0 or 1; an empty text gives 0),
  * or -1 when the pin is -1 or the attribute cannot be opened. */
 COMM_API int32_t Zev_Comm_Gpio_GetVal(int32_t gpio);
 
-/* Writes iVal to the pin's value attribute. 0, or -1. */
+/** Writes iVal to the pin's value attribute. 0, or -1. */
 COMM_API int32_t Zev_Comm_Gpio_SetVal(int32_t gpio, int32_t iVal);
 
 COMM_END_DECLS

@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm flash partitions: lookup in the kernel's list (/proc/mtd), the
  * line reader it is built on, and raw positioned access to mtd block devices.
  *
@@ -23,7 +23,7 @@
 
 COMM_BEGIN_DECLS
 
-/*
+/**
  * Reads one line of `stream` into the static 256-byte line buffer and
  * returns it, NUL-terminated, with the newline removed (a carriage return
  * stays). Returns null at end of input.
@@ -42,7 +42,7 @@ COMM_BEGIN_DECLS
  */
 COMM_API char *Zev_Comm_ReadLine(FILE *stream);
 
-/*
+/**
  * Size in bytes of the partition `name` (the hexadecimal size column of its
  * /proc/mtd line, "mtd%d: %x"). 0 when /proc/mtd cannot be opened, no line
  * names the partition, or the size cannot be scanned. Logs the line and the
@@ -53,7 +53,7 @@ COMM_API char *Zev_Comm_ReadLine(FILE *stream);
  */
 COMM_API uint32_t Zev_Comm_GetMtdPartSize(const char *name);
 
-/*
+/**
  * Block device of the partition `name`: "/dev/mtdblock" followed by what
  * stands between "mtd" and the first colon of its /proc/mtd line, in the
  * static 64-byte path buffer. Null when /proc/mtd cannot be opened or no
@@ -68,11 +68,11 @@ COMM_API uint32_t Zev_Comm_GetMtdPartSize(const char *name);
  */
 COMM_API char *Zev_Comm_GetMtdPath(const char *name);
 
-/* Erase size of a partition: always 4096. The name is not looked at (it may
+/** Erase size of a partition: always 4096. The name is not looked at (it may
  * be null) and nothing is read. */
 COMM_API uint32_t Zev_Comm_GetMtdEraseSize(const char *name);
 
-/*
+/**
  * Raw block access: positioned reads and writes on an mtd block device, by
  * device path or by partition index (the index N addresses
  * "/dev/mtdblockN"). The kernel's mtdblock driver erases and aligns; these

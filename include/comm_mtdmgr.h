@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm partition manager: the flash map of named regions.
  *
  * A partition key names a region that starts at a block index times the
@@ -42,10 +42,10 @@
 
 COMM_BEGIN_DECLS
 
-/* Reads len bytes at `offset` within the region of `key` into buf. */
+/** Reads len bytes at `offset` within the region of `key` into buf. */
 COMM_API int32_t Zev_MtdMgr_Read(const char *key, uint32_t offset, void *buf, uint32_t len);
 
-/* Writes len bytes of data at `offset` within the region of `key`; calls
+/** Writes len bytes of data at `offset` within the region of `key`; calls
  * fsync when `sync` is non-zero (the result is the same either way). */
 COMM_API int32_t Zev_MtdMgr_Write(const char *key, uint32_t offset, const void *data, uint32_t len, int sync);
 

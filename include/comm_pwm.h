@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm PWM over the kernel's sysfs class, controller pwmchip0
  * (/sys/class/pwm/pwmchip0).
  *
@@ -30,7 +30,7 @@
 
 COMM_BEGIN_DECLS
 
-/* What Zev_Comm_PWM_SetStatus switches a channel to. */
+/** What Zev_Comm_PWM_SetStatus switches a channel to. */
 typedef struct {
     int32_t s32Rsv;    /* not read by the library */
     int32_t s32Duty;   /* duty cycle (active time), nanoseconds */
@@ -38,34 +38,34 @@ typedef struct {
     uint8_t bEnable;   /* nonzero: on; 0: off. Only this byte is tested. */
 } PWM_STATUS_S;
 
-/* Writes the channel to pwmchip0/export. 0; -1 and INF
+/** Writes the channel to pwmchip0/export. 0; -1 and INF
  * "fail to export pwm[%d]\n" when the attribute cannot be opened. */
 COMM_API int32_t Zev_Comm_PWM_Init(int32_t pwm);
 
-/* Writes the channel to pwmchip0/unexport. 0; -1 and INF
+/** Writes the channel to pwmchip0/unexport. 0; -1 and INF
  * "no export gpio[%d]\n" when the attribute cannot be opened. */
 COMM_API int32_t Zev_Comm_PWM_Deinit(int32_t pwm);
 
-/* Writes iPeriod (nanoseconds) to pwmN/period. 0, or -1. */
+/** Writes iPeriod (nanoseconds) to pwmN/period. 0, or -1. */
 COMM_API int32_t Zev_Comm_PWM_Set_Frequency(int32_t pwm, int32_t iPeriod);
 
-/* Writes iDuty (nanoseconds) to pwmN/duty_cycle. 0, or -1. */
+/** Writes iDuty (nanoseconds) to pwmN/duty_cycle. 0, or -1. */
 COMM_API int32_t Zev_Comm_PWM_Set_DutyCycle(int32_t pwm, int32_t iDuty);
 
-/* Writes "inversed" (bInversed nonzero) or "normal" to pwmN/polarity. 0, or -1. */
+/** Writes "inversed" (bInversed nonzero) or "normal" to pwmN/polarity. 0, or -1. */
 COMM_API int32_t Zev_Comm_PWM_Set_Polarity(int32_t pwm, int32_t bInversed);
 
-/* The number in pwmN/duty_cycle (at most 19 characters are read); 0 when it
+/** The number in pwmN/duty_cycle (at most 19 characters are read); 0 when it
  * cannot be read, the same as a real duty cycle of 0. Logs nothing. */
 COMM_API int32_t Zev_Comm_PWM_Get_DutyCycle(int32_t pwm);
 
-/* Writes "1" to pwmN/enable. 0, or -1. */
+/** Writes "1" to pwmN/enable. 0, or -1. */
 COMM_API int32_t Zev_Comm_PWM_Start(int32_t pwm);
 
-/* Writes "0" to pwmN/enable. 0, or -1. */
+/** Writes "0" to pwmN/enable. 0, or -1. */
 COMM_API int32_t Zev_Comm_PWM_Stop(int32_t pwm);
 
-/* bEnable nonzero: Stop, Set_Frequency(s32Period), Set_DutyCycle(s32Duty),
+/** bEnable nonzero: Stop, Set_Frequency(s32Period), Set_DutyCycle(s32Duty),
  * Start, in this order, results ignored, 0 (any channel number).
  * bEnable 0: a channel above 7 gives INF
  * "The pwm number is big than the max value!\n" and -1 with nothing touched

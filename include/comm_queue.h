@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm queue: a bounded first-in, first-out queue of elements of one
  * fixed size, copied in and out by value.
  *
@@ -30,7 +30,7 @@
 
 COMM_BEGIN_DECLS
 
-/* Creates a queue of iCapacity slots of iElemSize bytes each; the slots are
+/** Creates a queue of iCapacity slots of iElemSize bytes each; the slots are
  * not cleared. Returns the handle, or null, with no log line, when memory
  * runs out: for the record, for the slot array or for any slot. A queue is
  * never handed out with a slot missing; whatever was allocated before the
@@ -40,25 +40,25 @@ COMM_BEGIN_DECLS
  * gives elements of no bytes that are counted all the same. */
 COMM_API void *Zev_Queue_Create(uint32_t iElemSize, int32_t iCapacity);
 
-/* Releases every slot, the slot array and the queue. A null handle only
+/** Releases every slot, the slot array and the queue. A null handle only
  * logs. */
 COMM_API void Zev_Queue_Destroy(void *queueHdl);
 
-/* Empties the queue under the mutex; the next push goes to slot 0. The slots
+/** Empties the queue under the mutex; the next push goes to slot 0. The slots
  * keep their bytes. A null handle only logs. */
 COMM_API void Zev_Queue_Clear(void *queueHdl);
 
-/* The number of elements held, read without the lock; -1 for a null
+/** The number of elements held, read without the lock; -1 for a null
  * handle. */
 COMM_API int32_t Zev_Queue_GetLen(void *queueHdl);
 
-/* Copies iElemSize bytes of pElem into the next slot. A null pElem takes up
+/** Copies iElemSize bytes of pElem into the next slot. A null pElem takes up
  * the slot without writing it: the slot keeps the bytes it held (an earlier
  * element's, or whatever its allocation left there on first use).
  * 0 when pushed, -1 for a null handle, -2 when the queue is full. */
 COMM_API int32_t Zev_Queue_Push(void *queueHdl, const void *pElem);
 
-/* Copies the oldest element into pElem and drops it from the queue; a null
+/** Copies the oldest element into pElem and drops it from the queue; a null
  * pElem drops it without copying. 0 when popped, -1 for a null handle, -2
  * when the queue is empty. */
 COMM_API int32_t Zev_Queue_Pop(void *queueHdl, void *pElem);

@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm recording services: the duration and frame-rate words of a
  * finished MP4 file of the device's recorder, the capture name slots at
  * which one thread hands a file name to another, and the video parameters.
@@ -13,7 +13,7 @@
 
 COMM_BEGIN_DECLS
 
-/*
+/**
  * Reads the 52 bytes at file offset 4096 of an MP4 file of the recorder,
  * where its "mvhd" box (version 0) lies, without walking the box tree.
  * On success stores, turned from big-endian: the duration (offset 4128,
@@ -31,7 +31,7 @@ COMM_BEGIN_DECLS
 COMM_API int32_t Zev_Comm_GetFileDurationMsAndFps(const char *path, uint32_t *pDurationMs,
                                                   uint32_t *pFpsWord0, uint32_t *pFpsWord1);
 
-/*
+/**
  * Capture name slots 0, 1 and 2: three static strings of 72 bytes. Slot 0 is
  * the one WaitforCaptureComplate watches. A name is stored, pName null
  * clears the slot; any other iSlot does nothing.
@@ -42,7 +42,7 @@ COMM_API int32_t Zev_Comm_GetFileDurationMsAndFps(const char *path, uint32_t *pD
  */
 COMM_API void SetCaptureFileName(const char *pName, int32_t iSlot);
 
-/*
+/**
  * Waits for a name in slot 0: iTimeOutMs / 100 polls (none for 99 or less,
  * or a negative time-out), each after usleep(100000). A name logs DBG
  * "got %s (%d/%d)\n" (name, poll number from 0, number of polls) and ends
@@ -53,10 +53,10 @@ COMM_API void SetCaptureFileName(const char *pName, int32_t iSlot);
  */
 COMM_API char *WaitforCaptureComplate(int32_t iTimeOutMs);
 
-/* The recorder's frame rate in thousandths: always 30000. */
+/** The recorder's frame rate in thousandths: always 30000. */
 COMM_API int32_t Zev_Comm_GetVideoFps(void);
 
-/* Lines of the configured video mode ("Camera.Menu.VideoRes"):
+/** Lines of the configured video mode ("Camera.Menu.VideoRes"):
  * empty or unreadable 0, "1920x1080P30" 1080, "2560x1440P30" and anything
  * else 1296. */
 COMM_API int32_t Zev_Comm_GetVideoHight(void);

@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm ring buffer: a named ring of bytes that hands a byte stream from
  * one thread to another, with and without waiting.
  *
@@ -38,10 +38,10 @@
 
 COMM_BEGIN_DECLS
 
-/* Longest ring name kept, without its terminator. */
+/** Longest ring name kept, without its terminator. */
 #define RINGBUFFER_NAME_MAX 31
 
-/* Creates a ring of iCapacity bytes (iCapacity - 1 usable), its data area
+/** Creates a ring of iCapacity bytes (iCapacity - 1 usable), its data area
  * zero-filled. Returns the handle, or null:
  *  - when memory runs out, with ERR "<pName>:malloc fail\n";
  *  - when iCapacity is below 1 (no such ring can be used), with
@@ -51,30 +51,30 @@ COMM_BEGIN_DECLS
  * A capacity of 1 gives a ring that is always full and never holds a byte. */
 COMM_API void *RingBuffer_create(const char *pName, int32_t iCapacity);
 
-/* Signals the condition variable, destroys the mutex and the condition
+/** Signals the condition variable, destroys the mutex and the condition
  * variable, and releases the ring. Takes no lock: end all use first. A null
  * handle does nothing. */
 COMM_API void RingBuffer_destroy(void *ringHdl);
 
-/* 1 when the ring is full, else 0. No lock. */
+/** 1 when the ring is full, else 0. No lock. */
 COMM_API int32_t RingBuffer_isFull(void *ringHdl);
 
-/* 1 when the ring is empty, else 0. No lock. */
+/** 1 when the ring is empty, else 0. No lock. */
 COMM_API int32_t RingBuffer_isEmpty(void *ringHdl);
 
-/* Stores one byte: 1, or 0 (with the DDD "full" line) when the ring was
+/** Stores one byte: 1, or 0 (with the DDD "full" line) when the ring was
  * full. No lock. */
 COMM_API int32_t RingBuffer_In(void *ringHdl, uint8_t u8Byte);
 
-/* Takes one byte into *pu8Byte: 1, or 0 (with the VVV "empty" line) when the
+/** Takes one byte into *pu8Byte: 1, or 0 (with the VVV "empty" line) when the
  * ring was empty. No lock. */
 COMM_API int32_t RingBuffer_Out(void *ringHdl, uint8_t *pu8Byte);
 
-/* Empties the ring under the mutex: both indices and the data size go to 0,
+/** Empties the ring under the mutex: both indices and the data size go to 0,
  * the bytes stay in the data area. Returns 1. */
 COMM_API int32_t RingBuffer_Clean(void *ringHdl);
 
-/* Stores up to iLen bytes of pData in order, under the mutex, and returns
+/** Stores up to iLen bytes of pData in order, under the mutex, and returns
  * how many went in (iLen when all did). A full ring ends the string early,
  * with one DDD "full" line. Signals the condition variable before releasing
  * the mutex, also when nothing was stored.
@@ -82,12 +82,12 @@ COMM_API int32_t RingBuffer_Clean(void *ringHdl);
  * negative iLen stores nothing and is returned as it is. */
 COMM_API int32_t RingBuffer_StrIn(void *ringHdl, const void *pData, int32_t iLen);
 
-/* Takes up to iLen bytes into pData in order, under the mutex, and returns
+/** Takes up to iLen bytes into pData in order, under the mutex, and returns
  * how many came out. An empty ring ends early, with one VVV "empty" line.
  * Does not signal. Null pData, iLen 0 and negative iLen as RingBuffer_StrIn. */
 COMM_API int32_t RingBuffer_StrOut(void *ringHdl, void *pData, int32_t iLen);
 
-/* As RingBuffer_StrIn, but a byte that finds the ring full is tried again
+/** As RingBuffer_StrIn, but a byte that finds the ring full is tried again
  * after usleep(10000). iRetry counts failed attempts for the whole call (not
  * per byte): at the iRetry-th failure, or the first one when iRetry is below
  * 1, the call returns the number stored so far. Each failed attempt logs the
@@ -96,11 +96,11 @@ COMM_API int32_t RingBuffer_StrOut(void *ringHdl, void *pData, int32_t iLen);
  * with no lock, for a ring without a data area. */
 COMM_API int32_t RingBuffer_StrInWait(void *ringHdl, const void *pData, int32_t iLen, int32_t iRetry);
 
-/* As RingBuffer_StrOut, waiting for data the way RingBuffer_StrInWait waits
+/** As RingBuffer_StrOut, waiting for data the way RingBuffer_StrInWait waits
  * for room (VVV "empty" line per failed attempt). Does not signal. */
 COMM_API int32_t RingBuffer_StrOutWait(void *ringHdl, void *pData, int32_t iLen, int32_t iRetry);
 
-/* The data size counter: the number of bytes stored while callers are
+/** The data size counter: the number of bytes stored while callers are
  * serialised. No lock. */
 COMM_API int32_t RingBuffer_GetDataSize(void *ringHdl);
 

@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm SD card discovery: the card's block device in /proc/partitions
  * (a partition preferred to the whole disk), its size, and waiting for a
  * path such as a mount point.
@@ -16,7 +16,7 @@
 
 COMM_BEGIN_DECLS
 
-/* Puts "/dev/NAME" of the card into pDevPath, which must hold an empty
+/** Puts "/dev/NAME" of the card into pDevPath, which must hold an empty
  * string on entry (a non-empty one is taken for an earlier find) and have
  * room for 64 bytes: a longer path is cut to 63 characters. The second
  * "mmcblk" of the table wins over the first (the partition behind its
@@ -26,13 +26,13 @@ COMM_BEGIN_DECLS
  * device, -1 when not (pDevPath then keeps what an earlier read put there). */
 COMM_API int32_t Zev_Comm_GetStorageDev(char *pDevPath);
 
-/* The card's device name ("mmcblk0p1") into pDevName. 0 on success (INF
+/** The card's device name ("mmcblk0p1") into pDevName. 0 on success (INF
  * "devName=%s (%s)\n"); -1 pDevName null; -2 no card in the table (WAR
  * "get mmcblk failed\n"); -3 its node is missing also at a second look
  * 100 ms after the first. pDevName is untouched unless the result is 0. */
 COMM_API int32_t Zev_Comm_GetStorageDevName(char *pDevName);
 
-/* The blocks value (units of 1024 bytes) of the first table line that
+/** The blocks value (units of 1024 bytes) of the first table line that
  * holds pName anywhere: "mmcblk0" gives the whole disk, "mmcblk0p1" its
  * partition. 0 when the table cannot be opened or no line holds the name.
  * When the name stands at the very start of its line there is no number:
@@ -40,10 +40,10 @@ COMM_API int32_t Zev_Comm_GetStorageDevName(char *pDevName);
  * line's start. pName must not be empty. */
 COMM_API int32_t Zev_Comm_GetStorageSizeKB(const char *pName);
 
-/* Zev_Comm_GetStorageSizeKB shifted right by 10 bits: 1023 KB gives 0. */
+/** Zev_Comm_GetStorageSizeKB shifted right by 10 bits: 1023 KB gives 0. */
 COMM_API int32_t Zev_Comm_GetStorageSizeMB(const char *pName);
 
-/* Waits for path to exist: iTimeOutMs / iIntervalMs tests (cut), the
+/** Waits for path to exist: iTimeOutMs / iIntervalMs tests (cut), the
  * first at once, each failed one followed by a pause of iIntervalMs. 1 when
  * the path exists (DBG "get %s\n"), 0 on time-out (DBG "%s timeout\n").
  * A time-out below the interval, or negative, makes no test at all and

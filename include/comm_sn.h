@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm identity record: a 1152-byte record of seven opaque fields, kept
  * twice in flash (regions MTD_PART_SN and MTD_PART_SN_BACKUP) and once in
  * memory (the image).
@@ -31,7 +31,7 @@
 
 COMM_BEGIN_DECLS
 
-/*
+/**
  * Reads both copies, judges each (empty, good by its RecordMd5, or bad with
  * a score of its field digests: Sn 2, Did 2, Speech 3, Adas 1, Ui 5), loads
  * what the decision table picks into the image and repairs a damaged copy
@@ -50,7 +50,7 @@ COMM_BEGIN_DECLS
  */
 COMM_API int32_t Zev_SnManager_Start(void);
 
-/*
+/**
  * Copies `size` bytes of the field chosen by stType to DataOut, after
  * checking its digest (Plain1 and Plain2 have none). Order when several bits
  * are set: Sn, Speech, Did, Adas, Plain1, Plain2, Ui. Results: 0 (copied, or
@@ -64,7 +64,7 @@ COMM_API int32_t Zev_SnManager_Start(void);
  */
 COMM_API int32_t Zev_SnManager_GetData(uint32_t stType, void *DataOut, uint32_t size);
 
-/*
+/**
  * Writes (DataIn non-null, size non-zero) or erases (DataIn null or size 0)
  * the field chosen by stType, in the order Sn, Did, Speech, Adas, Plain1,
  * Plain2, Ui, renews its digest and RecordMd5, and stores the record in both

@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm commands, threads and small utilities.
  *
  * Running shell commands (with their output caught, or with only their
@@ -20,10 +20,10 @@
 
 COMM_BEGIN_DECLS
 
-/* The smallest stack a thread gets from Zev_Comm_CreateThread(Ex). */
+/** The smallest stack a thread gets from Zev_Comm_CreateThread(Ex). */
 #define ZEV_COMM_THREAD_STACK_MIN 16384
 
-/* Runs pCmd through popen() and makes ONE fread(pBuf, 1, iSize) of its
+/** Runs pCmd through popen() and makes ONE fread(pBuf, 1, iSize) of its
  * output: that returns once iSize bytes are there or the output has ended.
  * Only the last byte pBuf[iSize - 1] is ever terminated (set to 0 when it
  * isn't): shorter output is not followed by a zero byte unless the buffer
@@ -38,14 +38,14 @@ COMM_BEGIN_DECLS
  * nothing is read). */
 COMM_API int32_t Zev_Comm_Cmd(const char *pCmd, char *pBuf, int32_t iSize);
 
-/* Formats the arguments with vsnprintf into a 256-byte buffer and runs the
+/** Formats the arguments with vsnprintf into a 256-byte buffer and runs the
  * text with system(): a longer text is cut to its first 255 characters,
  * without notice. pFormat is always a format, so a finished command must
  * hold no '%'. Returns -100 when pFormat is NULL (nothing is run), else
  * system()'s result unchanged. */
 COMM_API int32_t Zev_Comm_SystemEx(const char *pFormat, ...) __attribute__((format(printf, 1, 2)));
 
-/* Runs a script from the SD card, always these four commands in order:
+/** Runs a script from the SD card, always these four commands in order:
  *   "cp /mnt/mmc/<pName> /tmp", "chmod 777 /tmp/<pName>",
  *   "dos2unix /tmp/<pName>"      (each through Zev_Comm_SystemEx, results
  *                                 not looked at), then
@@ -60,7 +60,7 @@ COMM_API int32_t Zev_Comm_SystemEx(const char *pFormat, ...) __attribute__((form
  * is -1. pArg NULL counts as the empty text. */
 COMM_API int32_t Zev_Comm_RunSDShell(const char *pName, const char *pArg, int32_t bBackground);
 
-/* Creates a joinable thread running pStart(pArg) with a stack of iStackSize
+/** Creates a joinable thread running pStart(pArg) with a stack of iStackSize
  * bytes, but never less than ZEV_COMM_THREAD_STACK_MIN (a signed comparison:
  * negative sizes get the floor too). The stack size is the only attribute
  * set; the caller owns the handle in *pThread.
@@ -70,10 +70,10 @@ COMM_API int32_t Zev_Comm_RunSDShell(const char *pName, const char *pArg, int32_
 COMM_API int32_t Zev_Comm_CreateThreadEx(pthread_t *pThread, void *(*pStart)(void *), int32_t iStackSize,
                                          void *pArg);
 
-/* Zev_Comm_CreateThreadEx with a NULL pArg. */
+/** Zev_Comm_CreateThreadEx with a NULL pArg. */
 COMM_API int32_t Zev_Comm_CreateThread(pthread_t *pThread, void *(*pStart)(void *), int32_t iStackSize);
 
-/* A number from 0 to 99999999: the process's rand() generator is seeded
+/** A number from 0 to 99999999: the process's rand() generator is seeded
  * again at every call from the nanoseconds of the monotonic clock (which
  * disturbs every other user of rand()), two rand() values are added in 32
  * bits, shifted right by 8 as a signed word and reduced modulo 100000000 as
@@ -81,10 +81,10 @@ COMM_API int32_t Zev_Comm_CreateThread(pthread_t *pThread, void *(*pStart)(void 
  * 0..8388607 and 86578688..94967295. Logs at DBG "t=%x, rand=%d". */
 COMM_API int32_t Zev_Comm_Rand(void);
 
-/* 1 when c is a digit code, 48 to 57; 0 for every other value. */
+/** 1 when c is a digit code, 48 to 57; 0 for every other value. */
 COMM_API int32_t Zev_Comm_IsNumber(int32_t c);
 
-/* Runs "ps -ef | grep <pName> | grep -v grep" and answers 1 when pName occurs
+/** Runs "ps -ef | grep <pName> | grep -v grep" and answers 1 when pName occurs
  * in the first 127 bytes of its output, else 0: a substring test, so that a
  * process whose command line merely contains pName counts, and the empty
  * text is always found. Every failure of the command gives 0. pName is at

@@ -1,4 +1,4 @@
-/*
+/** @file
  * libcomm serial port: open, speed and framing, receive under a time-out,
  * close. There is no send operation. The caller owns the descriptor and
  * passes it to every call; the library keeps no state.
@@ -16,7 +16,7 @@
 
 COMM_BEGIN_DECLS
 
-/* Settings for ZEV_UART_SetAttr. Every field is a selector, not a number. */
+/** Settings for ZEV_UART_SetAttr. Every field is a selector, not a number. */
 typedef struct {
     /* 0: 300, 1: 1200, 2: 2400, 3: 4800, 4: 9600, 5: 19200, 6: 38400,
      * 7: 115200 bits per second. Nothing else (57600 has no selector). */
@@ -28,13 +28,13 @@ typedef struct {
     uint32_t u32Parity;
 } UART_ATTR_S;
 
-/* Opens path with O_RDWR | O_NOCTTY | O_NONBLOCK and stores the descriptor
+/** Opens path with O_RDWR | O_NOCTTY | O_NONBLOCK and stores the descriptor
  * in *pFd, -1 included. 0; -1 and ERR "%s open failed\n" when the device
  * cannot be opened. A null path or pFd gives -1 (ERR of the pointer check)
  * and opens nothing. */
 COMM_API int32_t ZEV_UART_Init(const char *path, int32_t *pFd);
 
-/* Sets speed, then framing, in two stages.
+/** Sets speed, then framing, in two stages.
  * Stage one (speed): a bad u32Baud gives ERR "no this bitrate\n" (under
  * UART_SetSpeed) and ERR "Set bit rate Error\n", result -1, and the port is
  * untouched, its queues not flushed. Otherwise both queues are flushed and
@@ -50,7 +50,7 @@ COMM_API int32_t ZEV_UART_Init(const char *path, int32_t *pFd);
  * A null pstAttr gives -1 (ERR of the pointer check) and touches nothing. */
 COMM_API int32_t ZEV_UART_SetAttr(int32_t fd, UART_ATTR_S *pstAttr);
 
-/* Receives exactly u32Len bytes into pBuf within u32TimeoutMs milliseconds,
+/** Receives exactly u32Len bytes into pBuf within u32TimeoutMs milliseconds,
  * one budget for the whole call. 0 when all have arrived; -1 on time-out,
  * with the bytes that did arrive at the start of pBuf (their number is not
  * told). A time-out of 0 is a poll. A length of 0 still waits for the port
@@ -65,7 +65,7 @@ COMM_API int32_t ZEV_UART_SetAttr(int32_t fd, UART_ATTR_S *pstAttr);
  * Blocks the calling thread. */
 COMM_API int32_t ZEV_UART_RecvRawData(int32_t fd, uint8_t *pBuf, uint32_t u32Len, uint32_t u32TimeoutMs);
 
-/* Closes fd. 0, always (also for a descriptor already closed). */
+/** Closes fd. 0, always (also for a descriptor already closed). */
 COMM_API int32_t ZEV_UART_DeInit(int32_t fd);
 
 COMM_END_DECLS

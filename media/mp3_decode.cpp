@@ -9,18 +9,17 @@
 #include "comm_log.h"
 #include "comm_mp3.h"
 #include "frame/handles.hpp"
+#include "media/decode_stack.hpp"
 #include "minimp3.h"
 
 namespace comm {
 namespace {
 
-// All state of one decoding; it lives on the caller's stack.
+// All state of one decoding; it lives on the caller's stack. The file's
+// descriptor and mapping belong to their owners in Zev_Mp3Decode.
 struct Mp3DecodeState {
     mp3dec_t stDecoder;
-    int32_t iFd;
-    const uint8_t *pMapBase;
     const uint8_t *pCur;
-    int32_t iFileSize;
     int32_t iRemain;
     int32_t iSamples;
     int32_t iChannels;
@@ -111,23 +110,27 @@ int32_t decode_frames(Mp3DecodeState &st, uint8_t *out, int32_t capacity) {
 
 extern "C" {
 
-COMM_API int32_t Zev_Mp3Decode(const char *path, void *pOut, int32_t iCapacity) {
-    if (path == nullptr || pOut == nullptr || iCapacity <= 0) return 0;
+// The decoding itself. Its frame holds the record, so it is entered only
+// once the thread is known to have room for it.
+__attribute__((noinline)) static int32_t decode_file(const char *path, void *pOut, int32_t iCapacity) {
     comm::UniqueFd fd;
     const comm::Mapping map = comm::map_file(path, fd);  // after fd: unmapped before the close
     if (!map.valid()) {
-        ZEV_COMM_WAR("mp3decoder_init error!\n");
+        ZEV_COMM_LOG_AS(WAR, "Zev_Mp3Decode", "mp3decoder_init error!\n");
         return 0;
     }
     comm::Mp3DecodeState st;
-    st.iFd = fd.get();
-    st.pMapBase = map.data();
-    st.pCur = st.pMapBase;
-    st.iFileSize = static_cast<int32_t>(map.size());
-    st.iRemain = st.iFileSize;
+    st.pCur = map.data();
+    st.iRemain = static_cast<int32_t>(map.size());
     st.iSamples = st.iChannels = st.iHz = 0;
     mp3dec_init(&st.stDecoder);
     return comm::decode_frames(st, static_cast<uint8_t *>(pOut), iCapacity);
+}
+
+COMM_API int32_t Zev_Mp3Decode(const char *path, void *pOut, int32_t iCapacity) {
+    if (path == nullptr || pOut == nullptr || iCapacity <= 0) return 0;
+    if (!comm::decode_stack_room_ok(comm::kDecodeStackNeed, "Zev_Mp3Decode")) return 0;  // refused, not overrun
+    return decode_file(path, pOut, iCapacity);
 }
 
 }  // extern "C"

@@ -9,7 +9,8 @@ PACKAGES=(
   umockdev libumockdev-dev
   g++-arm-linux-gnueabihf qemu-user
   libssl-dev libmpg123-dev lame
-  util-linux procps dos2unix
+  util-linux procps dos2unix valgrind
+  help2man python3 clang-format-14
 )
 
 missing=()

@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the dev build (AddressSanitizer and
 # UndefinedBehaviorSanitizer, board tests on umockdev), the ThreadSanitizer
-# build for the threaded tests, the armhf cross build under qemu-arm, and
-# every fuzz target for a few seconds with the library instrumented.
+# build for the threaded tests, the release build as an integrator uses it
+# (install, consumer project, packages, an offline configure), the armhf
+# cross build under qemu-arm with its consumer and packages, every fuzz
+# target for a few seconds with the library instrumented, and last the
+# formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -18,6 +21,12 @@ cmake --build --preset dev -j "$jobs"
 step "dev: test"
 ctest --preset dev
 
+step "release: instruction counts of the hot paths (callgrind)"
+bash scripts/check-counts.sh
+
+step "armhf: stack, heap and size of every exported name"
+bash scripts/check-resources.sh
+
 step "tsan: build"
 cmake --preset tsan >/dev/null
 cmake --build --preset tsan -j "$jobs"
@@ -28,11 +37,34 @@ else
   ctest --preset tsan
 fi
 
+step "release: library and commctl"
+cmake --preset release >/dev/null
+release_targets=(comm zev_settings commctl)
+grep -q '^build commctl_man:' build/release/build.ninja && release_targets+=(commctl_man)
+cmake --build --preset release -j "$jobs" --target "${release_targets[@]}"
+step "release: consumer project on the installed library (find_package, pkg-config, add_subdirectory)"
+bash scripts/check-install.sh consumer build/release
+step "release: packages (amd64)"
+bash scripts/check-install.sh packages build/release amd64
+step "offline configure (registry unreachable, local tarball)"
+bash scripts/check-install.sh offline
+if command -v doxygen >/dev/null 2>&1; then
+  step "release: API reference (doxygen, warnings are errors)"
+  cmake --preset release >/dev/null
+  cmake --build --preset release --target doc
+fi
+
 step "armhf: cross build"
 cmake --preset armhf >/dev/null
 cmake --build --preset armhf -j "$jobs"
 step "armhf: tests under qemu-arm"
 ctest --preset armhf
+step "armhf: consumer project under qemu-arm, packages (armhf)"
+bash scripts/check-install.sh consumer build/armhf armhf
+bash scripts/check-install.sh packages build/armhf armhf
 
 step "fuzz: every target for 5 s, two at a time (clang, the library instrumented)"
 bash scripts/fuzz.sh 5 2
+
+step "format: every C and C++ file as .clang-format makes it"
+bash scripts/check-format.sh

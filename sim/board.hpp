@@ -5,16 +5,18 @@
 #include <string>
 #include <vector>
 
+#include "registry.hpp"
+
 typedef struct _UMockdevTestbed UMockdevTestbed;
 
 namespace comm::sim {
 
 struct Board {
-    std::string state;          // the state folder, kept between runs
-    std::string tree;           // state/board: persistent sysfs and procfs
-    std::string root;           // the testbed's root (UMOCKDEV_DIR) for this run
+    std::string state;  // the state folder, kept between runs
+    std::string tree;   // state/board: persistent sysfs and procfs
+    std::string root;   // the testbed's root (UMOCKDEV_DIR) for this run
     UMockdevTestbed *testbed = nullptr;
-    std::vector<std::string> links;  // links made in root, removed at the end
+    std::vector<std::string> links;    // links made in root, removed at the end
     std::vector<std::string> options;  // board options given on the command line
 };
 
@@ -28,18 +30,19 @@ struct BoardPart {
 };
 
 // All registered parts, sorted by name.
-std::vector<BoardPart> board_parts();
+std::vector<const BoardPart *> board_parts();
 
 // Each part registers itself from its own file (sim/parts_NAME.cpp):
 //   BOARDSIM_PART(gpio, gpio_create, gpio_attach);
-struct PartRegistrar {
-    explicit PartRegistrar(const BoardPart &part);
-};
-#define BOARDSIM_PART(ident, create, attach)                                                       \
-    static const ::comm::sim::PartRegistrar ident##_part_registrar({#ident, create, attach})
+#define BOARDSIM_PART(ident, create, attach) \
+    COMM_REGISTER(::comm::sim::BoardPart, ident##_part, #ident, create, attach)
 
 // The value of a board option --NAME=VALUE given to boardsim, or `fallback`.
 std::string board_option(const Board &board, const std::string &name, const std::string &fallback);
+
+// A path of the board ("/sys/...") as a path inside the tree or the
+// testbed's root ("sys/...").
+constexpr const char *in_board(const char *path) { return path[0] == '/' ? path + 1 : path; }
 
 // Links root/<rel> to tree/<rel> so that the program sees the persistent
 // file or folder through the testbed.

@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "board_sysfs.h"
+
 namespace comm::sim {
 
 bool make_dirs(const std::string &path) {
@@ -69,8 +71,8 @@ bool remove_tree(const std::string &path) {
 }
 
 bool make_gpio_class(const std::string &root) {
-    const std::string dir = root + "/sys/class/gpio";
-    return make_dirs(dir) && write_text(dir + "/export", "") && write_text(dir + "/unexport", "");
+    return make_dirs(root + COMM_GPIO_CLASS) && write_text(root + COMM_GPIO_EXPORT, "") &&
+           write_text(root + COMM_GPIO_UNEXPORT, "");
 }
 
 namespace {
@@ -97,8 +99,8 @@ void gpio_export(const std::string &gpio_dir, const std::string &text) {
     if (!parse_pin(text, pin)) return;
     const std::string dir = gpio_dir + "/gpio" + std::to_string(pin);
     if (exists(dir)) return;
-    write_text(dir + "/direction", "in\n");
-    write_text(dir + "/value", "0\n");
+    write_text(dir + "/" COMM_GPIO_DIRECTION, "in\n");
+    write_text(dir + "/" COMM_GPIO_VALUE, "0\n");
     write_text(dir + "/active_low", "0\n");
     write_text(dir + "/edge", "none\n");
 }
@@ -110,18 +112,20 @@ void gpio_unexport(const std::string &gpio_dir, const std::string &text) {
 }
 
 void gpio_normalise_direction(const std::string &pin_dir) {
-    const std::string word = first_word(read_text(pin_dir + "/direction"));
+    const std::string direction = pin_dir + "/" COMM_GPIO_DIRECTION;
+    const std::string word = first_word(read_text(direction));
     if (word == "in" || word == "out") {
-        write_text(pin_dir + "/direction", word + "\n");
+        write_text(direction, word + "\n");
     } else if (word == "high" || word == "low") {
-        write_text(pin_dir + "/direction", "out\n");
-        write_text(pin_dir + "/value", word == "high" ? "1\n" : "0\n");
+        write_text(direction, "out\n");
+        write_text(pin_dir + "/" COMM_GPIO_VALUE, word == "high" ? "1\n" : "0\n");
     }
 }
 
 void gpio_normalise_value(const std::string &pin_dir) {
-    const std::string word = first_word(read_text(pin_dir + "/value"));
-    write_text(pin_dir + "/value", (!word.empty() && atoi(word.c_str()) != 0) ? "1\n" : "0\n");
+    const std::string value = pin_dir + "/" COMM_GPIO_VALUE;
+    const std::string word = first_word(read_text(value));
+    write_text(value, (!word.empty() && atoi(word.c_str()) != 0) ? "1\n" : "0\n");
 }
 
 }  // namespace comm::sim

@@ -19,28 +19,10 @@
 #include "board.hpp"
 #include "board_tree.hpp"
 
-namespace comm::sim {
-
-bool link_into_root(Board &board, const std::string &rel) {
-    const std::string target = board.tree + "/" + rel;
-    const std::string link = board.root + "/" + rel;
-    const size_t slash = link.rfind('/');
-    if (!make_dirs(link.substr(0, slash))) return false;
-    remove_tree(link);
-    if (symlink(target.c_str(), link.c_str()) != 0) {
-        fprintf(stderr, "boardsim: cannot link %s: %s\n", link.c_str(), strerror(errno));
-        return false;
-    }
-    board.links.push_back(link);
-    return true;
-}
-
-}  // namespace comm::sim
-
 namespace {
 
 const char kUsage[] =
-    "usage: boardsim [--state DIR] [--reset] [--] PROGRAM [ARGS...]\n"
+    "usage: boardsim [--state DIR] [--reset] [--NAME=VALUE ...] [--] PROGRAM [ARGS...]\n"
     "       boardsim [--state DIR] [--reset] --init\n"
     "\n"
     "Runs PROGRAM on a simulated camera board: /sys, /proc and /dev are\n"
@@ -53,12 +35,60 @@ const char kUsage[] =
     "  --help       this text\n"
     "\n"
     "PROGRAM's exit status is boardsim's. The settings file is\n"
-    "STATE/settings.conf unless ZEV_SETTINGS_FILE is set.\n";
+    "STATE/settings.conf unless ZEV_SETTINGS_FILE is set.\n"
+    "\n"
+    "Board options, for this run only:\n";
+
+// Every --NAME=VALUE that the board's parts read; anything else is refused,
+// so that a misspelt option cannot leave the board as it was unnoticed.
+struct BoardOptionHelp {
+    const char *name;
+    const char *value;
+    const char *what;
+};
+const BoardOptionHelp kBoardOptions[] = {
+    {"temp-test", "1", "ft=TEMP on /proc/cmdline (the temperature test mode)"},
+    {"cpu-temp", "DEGREES", "the SoC's temperature attribute"},
+    {"sd", "present|disk|absent", "an SD card with a partition, a bare disk, or none"},
+    {"pmu", "present|absent", "absent leaves the PMU node out"},
+    {"pmu-fail", "1", "the PMU driver refuses every request"},
+    {"pmu-dc-in", "N", "PMU reading (STATE/board/pmu.conf has the rest)"},
+    {"pmu-acc-on", "N", "PMU reading"},
+    {"pmu-voltage", "MV", "PMU reading"},
+    {"pmu-charge-current", "MA", "PMU reading"},
+    {"pmu-ntc", "N", "PMU reading"},
+    {"pmu-power-key", "N", "PMU reading"},
+    {"pmu-sd-in", "N", "PMU reading"},
+    {"pmu-boot", "WORD", "PMU reading"},
+    {"pmu-type", "N", "PMU reading"},
+    {"uart-feed", "FILE", "bytes the serial port's far end sends"},
+    {"uart-script", "CMD", "a command that plays the far end ($BOARDSIM_UART)"},
+};
+
+void print_usage() {
+    fputs(kUsage, stdout);
+    for (const BoardOptionHelp &o : kBoardOptions) {
+        const std::string word = std::string("--") + o.name + "=" + o.value;
+        printf("  %-34s %s\n", word.c_str(), o.what);
+    }
+}
+
+// "--NAME=VALUE" with a NAME of the table.
+bool known_board_option(const char *arg) {
+    const char *eq = strchr(arg, '=');
+    const std::string name(arg + 2, static_cast<size_t>(eq - arg - 2));
+    for (const BoardOptionHelp &o : kBoardOptions) {
+        if (name == o.name) return true;
+    }
+    return false;
+}
 
 std::string default_state() {
     if (const char *s = getenv("BOARDSIM_STATE"); s != nullptr && *s != '\0') return s;
-    if (const char *x = getenv("XDG_STATE_HOME"); x != nullptr && *x != '\0') return std::string(x) + "/boardsim";
-    if (const char *h = getenv("HOME"); h != nullptr && *h != '\0') return std::string(h) + "/.local/state/boardsim";
+    if (const char *x = getenv("XDG_STATE_HOME"); x != nullptr && *x != '\0')
+        return std::string(x) + "/boardsim";
+    if (const char *h = getenv("HOME"); h != nullptr && *h != '\0')
+        return std::string(h) + "/.local/state/boardsim";
     return ".boardsim";
 }
 
@@ -89,13 +119,14 @@ bool prepare_state(comm::sim::Board &board, bool reset) {
     if (reset) remove_tree(board.tree);
     const bool fresh = reset || !exists(marker);
     if (!make_dirs(board.tree)) {
-        fprintf(stderr, "boardsim: cannot create state folder %s: %s\n", board.state.c_str(), strerror(errno));
+        fprintf(stderr, "boardsim: cannot create state folder %s: %s\n", board.state.c_str(),
+                strerror(errno));
         return false;
     }
     if (fresh) {
-        for (const BoardPart &part : board_parts()) {
-            if (!part.create(board)) {
-                fprintf(stderr, "boardsim: cannot create the board's %s\n", part.name);
+        for (const BoardPart *part : board_parts()) {
+            if (!part->create(board)) {
+                fprintf(stderr, "boardsim: cannot create the board's %s\n", part->name);
                 return false;
             }
         }
@@ -150,7 +181,7 @@ int main(int argc, char **argv) {
             break;
         }
         if (strcmp(a, "--help") == 0 || strcmp(a, "-h") == 0) {
-            fputs(kUsage, stdout);
+            print_usage();
             return 0;
         }
         if (strcmp(a, "--reset") == 0) {
@@ -160,6 +191,10 @@ int main(int argc, char **argv) {
         } else if (strcmp(a, "--state") == 0 && i + 1 < argc) {
             board.state = argv[++i];
         } else if (strncmp(a, "--", 2) == 0 && strchr(a, '=') != nullptr) {
+            if (!known_board_option(a)) {
+                fprintf(stderr, "boardsim: unknown board option '%s' (boardsim --help lists them)\n", a);
+                return 2;
+            }
             board.options.push_back(a + 2);  // board options of the parts: --name=value
         } else if (a[0] == '-') {
             fprintf(stderr, "boardsim: unknown option '%s' (boardsim --help)\n", a);
@@ -173,7 +208,8 @@ int main(int argc, char **argv) {
         return 2;
     }
     if (!comm::sim::make_dirs(board.state)) {
-        fprintf(stderr, "boardsim: cannot create state folder %s: %s\n", board.state.c_str(), strerror(errno));
+        fprintf(stderr, "boardsim: cannot create state folder %s: %s\n", board.state.c_str(),
+                strerror(errno));
         return 1;
     }
     board.state = absolute(board.state);
@@ -187,9 +223,9 @@ int main(int argc, char **argv) {
     g_free(root);
     int status = 1;
     bool ok = true;
-    for (const comm::sim::BoardPart &part : comm::sim::board_parts()) {
-        if (!part.attach(board)) {
-            fprintf(stderr, "boardsim: cannot attach the board's %s\n", part.name);
+    for (const comm::sim::BoardPart *part : comm::sim::board_parts()) {
+        if (!part->attach(board)) {
+            fprintf(stderr, "boardsim: cannot attach the board's %s\n", part->name);
             ok = false;
             break;
         }

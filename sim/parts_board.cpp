@@ -7,14 +7,15 @@
 
 #include "board.hpp"
 #include "board_devnode.hpp"
+#include "board_sysfs.h"
 #include "board_tree.hpp"
 
 namespace comm::sim {
 namespace {
 
-constexpr const char *kCmdLine = "proc/cmdline";
-constexpr const char *kCpuTemp = "sys/devices/virtual/mstar/msys/TEMP_R";
-constexpr const char *kTouch = "sys/class/i2c-dev/i2c-4/device/4-005d/drv_irq";
+constexpr const char *kCmdLine = in_board(COMM_KERNEL_CMDLINE);
+constexpr const char *kCpuTemp = in_board(COMM_CPU_TEMP_ATTR);
+constexpr const char *kTouch = in_board(COMM_TOUCH_IRQ_ATTR);
 constexpr const char *kPartitions = "proc/partitions";
 
 const char kDefaultCmdLine[] = "console=ttyS0,115200 root=/dev/mtdblock3 rootfstype=squashfs init=/linuxrc\n";

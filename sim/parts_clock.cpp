@@ -13,11 +13,13 @@
 
 #include "board.hpp"
 #include "board_tree.hpp"
+#include "rtc_clock.h"
 
 namespace comm::sim {
 namespace {
 
-// hwclock of the board: --systohc, --hctosys, and --show (the default).
+// hwclock of the board: the two requests of the library's hand-over
+// (rtc_clock.h), and --show (the default).
 const char kHwclock[] = R"SH(#!/bin/sh
 # The simulated board's hardware clock (boardsim): an offset from the PC's
 # clock, as the system clock is. The PC's own clocks are never touched.
@@ -26,8 +28,8 @@ const char kHwclock[] = R"SH(#!/bin/sh
 dir=$(cd -- "$(dirname -- "$0")/.." && pwd) || exit 1
 save() { cat "$dir/$1" > "$dir/$2.new.$$" && mv -f "$dir/$2.new.$$" "$dir/$2"; }
 case "${1:---show}" in
-  --systohc|-w) save system hardware ;;
-  --hctosys|-s) save hardware system ;;
+  )SH" COMM_HWCLOCK_FROM_SYSTEM R"SH(|-w) save system hardware ;;
+  )SH" COMM_HWCLOCK_TO_SYSTEM R"SH(|-s) save hardware system ;;
   --show|-r|--get)
     set -- $(cat "$dir/system") $(cat "$dir/hardware")
     now=$(date -u +%s)

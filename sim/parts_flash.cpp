@@ -9,34 +9,30 @@
 
 #include "board.hpp"
 #include "board_tree.hpp"
+#include "flash_layout.h"
 
 namespace comm::sim {
 namespace {
 
-struct FlashPartition {
-    int index;
-    const char *name;
-    unsigned size;
-    unsigned erase_size;
-};
+using FlashPartition = comm_flash_partition;
 
-// KEY_CUST1 stands before KEY_CUST, so a lookup must match the quoted name.
-constexpr FlashPartition kPartitions[] = {
-    {0, "BOOT", 0x40000, 0x10000},   {1, "ENV", 0x10000, 0x1000},      {2, "KEY_CUST1", 0x8000, 0x1000},
-    {3, "KEY_CUST", 0x8000, 0x1000}, {4, "SETTINGS", 0x10000, 0x1000}, {5, "KERNEL", 0x100000, 0x10000},
-};
+// In mtd order: a partition's index is its place in the table.
+constexpr FlashPartition kPartitions[] = {COMM_FLASH_LAYOUT_ROWS};
+static_assert(sizeof kPartitions / sizeof kPartitions[0] == COMM_FLASH_PARTITION_COUNT);
+
+size_t index_of(const FlashPartition &p) { return static_cast<size_t>(&p - kPartitions); }
 
 std::string mtd_list() {
     std::string text = "dev:    size   erasesize  name\n";
     for (const FlashPartition &p : kPartitions) {
         char line[96];
-        snprintf(line, sizeof line, "mtd%d: %08x %08x \"%s\"\n", p.index, p.size, p.erase_size, p.name);
+        snprintf(line, sizeof line, "mtd%zu: %08x %08x \"%s\"\n", index_of(p), p.size, p.erase_size, p.name);
         text += line;
     }
     return text;
 }
 
-std::string device_rel(const FlashPartition &p) { return "dev/mtdblock" + std::to_string(p.index); }
+std::string device_rel(const FlashPartition &p) { return "dev/mtdblock" + std::to_string(index_of(p)); }
 
 // Makes the partition's image, erased, unless the state folder has it.
 bool ensure_image(const Board &board, const FlashPartition &p) {

@@ -14,11 +14,12 @@
 #include "board.hpp"
 #include "board_devnode.hpp"
 #include "board_tree.hpp"
+#include "pmu_ioctl.h"
 
 namespace comm::sim {
 namespace {
 
-constexpr const char *kNode = "/dev/ip_6303";
+constexpr const char *kNode = COMM_PMU_NODE;
 
 const char kDefaultReadings[] =
     "# Readings of the simulated PMU. boardsim --pmu-NAME=VALUE overrides one\n"
@@ -41,20 +42,21 @@ struct Request {
 
 // 0x84 stores the charge current, which the driver then reports.
 const Request kRequests[] = {
-    {0x80044D82UL, "type", nullptr},
-    {0x80044D83UL, "ntc", nullptr},
-    {0x40044D84UL, "charge_current", "set_charge_current"},
-    {0x40044D85UL, "voltage", nullptr},
-    {0x40044D86UL, "charge_current", nullptr},
-    {0x40044D87UL, nullptr, "set_cap"},
-    {0x80044D88UL, "acc_on", nullptr},
-    {0x80044D89UL, "dc_in", nullptr},
-    {0x80044D90UL, "boot", nullptr},
-    {0x40044D91UL, nullptr, "power_off"},
-    {0x40044D92UL, nullptr, "power_off_timeout"},
-    {0x80044D94UL, "power_key", nullptr},
-    {0x80044D95UL, "sd_in", nullptr},
+    {COMM_PMU_GET_TYPE, "type", nullptr},
+    {COMM_PMU_GET_NTC_TEMPERATURE, "ntc", nullptr},
+    {COMM_PMU_SET_CHARGE_CURRENT, "charge_current", "set_charge_current"},
+    {COMM_PMU_GET_VOLTAGE, "voltage", nullptr},
+    {COMM_PMU_GET_CHARGE_CURRENT, "charge_current", nullptr},
+    {COMM_PMU_SET_CAP, nullptr, "set_cap"},
+    {COMM_PMU_IS_ACC_ON, "acc_on", nullptr},
+    {COMM_PMU_IS_DC_IN, "dc_in", nullptr},
+    {COMM_PMU_GET_BOOT_RES, "boot", nullptr},
+    {COMM_PMU_POWER_OFF, nullptr, "power_off"},
+    {COMM_PMU_SET_POWER_OFF_TIMEOUT, nullptr, "power_off_timeout"},
+    {COMM_PMU_IS_POWER_KEY_PRESSED, "power_key", nullptr},
+    {COMM_PMU_GET_SD_INSERT_STAT, "sd_in", nullptr},
 };
+static_assert(sizeof kRequests / sizeof kRequests[0] == COMM_PMU_REQUEST_COUNT, "every request is served");
 
 struct PmuModel {
     std::string readings;  // STATE/board/pmu.conf

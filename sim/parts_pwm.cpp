@@ -1,21 +1,21 @@
-// The PWM controller pwmchip0 with eight channels: export and unexport in
+// The PWM controller pwmchip0 with its channels: export and unexport in
 // the state folder's sysfs, linked into each run's testbed.
 #include "board.hpp"
+#include "board_sysfs.h"
 #include "board_tree.hpp"
 
 namespace comm::sim {
 namespace {
 
 bool pwm_create(Board &board) {
-    const std::string chip = board.tree + "/sys/class/pwm/pwmchip0";
-    return write_text(chip + "/export", "") && write_text(chip + "/unexport", "") &&
-           write_text(chip + "/npwm", "8\n");
+    return write_text(board.tree + COMM_PWM_EXPORT, "") && write_text(board.tree + COMM_PWM_UNEXPORT, "") &&
+           write_text(board.tree + COMM_PWM_NPWM, std::to_string(COMM_PWM_CHANNELS) + "\n");
 }
 
 // A state folder made before the board had PWM gets the controller now.
 bool pwm_attach(Board &board) {
-    if (!exists(board.tree + "/sys/class/pwm/pwmchip0/npwm") && !pwm_create(board)) return false;
-    return link_into_root(board, "sys/class/pwm");
+    if (!exists(board.tree + COMM_PWM_NPWM) && !pwm_create(board)) return false;
+    return link_into_root(board, in_board(COMM_PWM_CLASS));
 }
 
 }  // namespace

@@ -11,16 +11,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
 
 namespace comm::sim {
 namespace {
 
 thread_local bool t_busy = false;
 
-std::vector<CloseReaction> &reactions() {
-    static std::vector<CloseReaction> r;
-    return r;
+const CloseReaction *reaction_for(const std::string &path) {
+    return registry::find_if<CloseReaction>([&](const CloseReaction &r) { return r.matches(path); });
 }
 
 }  // namespace
@@ -38,8 +36,6 @@ std::string fd_path(int fd) {
     if (n <= 0) return {};
     return std::string(target, static_cast<size_t>(n));
 }
-
-ReactionRegistrar::ReactionRegistrar(const CloseReaction &r) { reactions().push_back(r); }
 
 bool ends_with(const std::string &s, const char *suffix) {
     const size_t n = strlen(suffix);
@@ -60,12 +56,7 @@ extern "C" __attribute__((visibility("default"))) int close(int fd) {
     const std::string path = fd_path(fd);
     const int rc = real_close(fd);
     if (path.compare(0, strlen(root), root) == 0) {
-        for (const CloseReaction &r : reactions()) {
-            if (r.matches(path)) {
-                r.react(path);
-                break;
-            }
-        }
+        if (const CloseReaction *r = reaction_for(path)) r->react(path);
     }
     t_busy = false;
     return rc;

@@ -4,20 +4,19 @@
 
 #include <string>
 
+#include "registry.hpp"
+
 namespace comm::sim {
 
 struct CloseReaction {
+    const char *name;
     // True when this reaction handles `path` (a real path inside the board).
     bool (*matches)(const std::string &path);
     void (*react)(const std::string &path);
 };
 
-struct ReactionRegistrar {
-    explicit ReactionRegistrar(const CloseReaction &r);
-};
-
 #define BOARDSIM_CLOSE_REACTION(ident, matches, react) \
-    static const ::comm::sim::ReactionRegistrar ident##_reaction_registrar({matches, react})
+    COMM_REGISTER(::comm::sim::CloseReaction, ident##_reaction, #ident, matches, react)
 
 // The folder of the board's device tree that boardsim exported, or null.
 const char *board_root();

@@ -11,13 +11,14 @@
 #include <cstring>
 #include <string>
 
+#include "board_sysfs.h"
 #include "board_tree.hpp"
 #include "preload.hpp"
 
 namespace comm::sim {
 namespace {
 
-constexpr const char *kChip = "/sys/class/pwm/pwmchip0";
+constexpr const char *kChip = COMM_PWM_CHIP;
 
 bool is_chip_file(const std::string &path, const char *name) {
     return ends_with(path, (std::string(kChip) + "/" + name).c_str());
@@ -46,10 +47,10 @@ void pwm_export(const std::string &chip, const std::string &text) {
     if (ch < 0) return;
     const std::string dir = chip + "/pwm" + std::to_string(ch);
     if (exists(dir)) return;  // the kernel refuses a second export
-    write_text(dir + "/period", "0\n");
-    write_text(dir + "/duty_cycle", "0\n");
-    write_text(dir + "/polarity", "normal\n");
-    write_text(dir + "/enable", "0\n");
+    write_text(dir + "/" COMM_PWM_PERIOD, "0\n");
+    write_text(dir + "/" COMM_PWM_DUTY_CYCLE, "0\n");
+    write_text(dir + "/" COMM_PWM_POLARITY, "normal\n");
+    write_text(dir + "/" COMM_PWM_ENABLE, "0\n");
 }
 
 void pwm_unexport(const std::string &chip, const std::string &text) {
@@ -61,9 +62,9 @@ void pwm_unexport(const std::string &chip, const std::string &text) {
 // which the preload cannot see any more, so it shows the nearest valid one.
 void normalise_attribute(const std::string &path) {
     const std::string text = read_text(path);
-    if (ends_with(path, "/polarity")) {
+    if (ends_with(path, "/" COMM_PWM_POLARITY)) {
         write_text(path, text.compare(0, 8, "inversed") == 0 ? "inversed\n" : "normal\n");
-    } else if (ends_with(path, "/enable")) {
+    } else if (ends_with(path, "/" COMM_PWM_ENABLE)) {
         write_text(path, atoi(text.c_str()) != 0 ? "1\n" : "0\n");
     } else {
         write_text(path, std::to_string(atol(text.c_str())) + "\n");

@@ -11,10 +11,6 @@
 namespace comm::sn {
 namespace {
 
-constexpr int32_t kNotStarted = -10;
-constexpr int32_t kBadValue = -11;
-constexpr int32_t kPlainTooLong = -12;
-constexpr int32_t kNotLoaded = -13;
 constexpr int kUnprotectBoth = 4;
 constexpr int kProtect = 0;
 

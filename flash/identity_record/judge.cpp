@@ -4,7 +4,7 @@
 
 #include "comm_digest.h"
 #include "comm_log.h"
-#include "flash/identity_record/record.hpp"
+#include "record_rules.hpp"
 
 namespace comm::sn {
 namespace {
@@ -18,7 +18,7 @@ struct Weighted {
 
 bool is_empty(const unsigned char *p, size_t n) {
     for (size_t i = 0; i < n; ++i) {
-        if (static_cast<unsigned char>(p[i] - 1) < 254) return false;
+        if (p[i] != 0x00 && p[i] != 0xFF) return false;
     }
     return true;
 }

@@ -6,6 +6,7 @@
 #include "comm_mtd.h"
 #include "comm_mtdmgr.h"
 #include "flash/block_io.hpp"
+#include "flash_layout.h"
 
 namespace comm::flash {
 namespace {
@@ -18,11 +19,12 @@ struct MapRow {
 
 constexpr int32_t kNoBlock = -1;
 
+// The partitions are those of the board's layout (flash_layout.h).
 constexpr MapRow kFlashMap[] = {
-    {"MTD_PART_UI", "KEY_CUST", 0},         {"MTD_PART_UI_BACKUP", "KEY_CUST1", 0},
-    {"MTD_PART_SETTINGS", "SETTINGS", 2},   {"MTD_PART_SETTINGS_BACKUP", "KEY_CUST", 2},
-    {"MTD_PART_FACTORY", "KEY_CUST", 4},    {"MTD_PART_SN", "KEY_CUST", 6},
-    {"MTD_PART_SN_BACKUP", "KEY_CUST1", 6}, {"MTD_PART_END", "END", kNoBlock},
+    {"MTD_PART_UI", COMM_FLASH_KEY_CUST, 0},         {"MTD_PART_UI_BACKUP", COMM_FLASH_KEY_CUST1, 0},
+    {"MTD_PART_SETTINGS", COMM_FLASH_SETTINGS, 2},   {"MTD_PART_SETTINGS_BACKUP", COMM_FLASH_KEY_CUST, 2},
+    {"MTD_PART_FACTORY", COMM_FLASH_KEY_CUST, 4},    {"MTD_PART_SN", COMM_FLASH_KEY_CUST, 6},
+    {"MTD_PART_SN_BACKUP", COMM_FLASH_KEY_CUST1, 6}, {"MTD_PART_END", "END", kNoBlock},
 };
 
 constexpr int32_t kNullKey = -1;

@@ -14,15 +14,15 @@ using testsupport::RunResult;
 
 namespace {
 
-RunResult commctl(const std::string &state, std::vector<std::string> argv, const std::vector<std::string> &args) {
-    argv.insert(argv.begin(), {BOARDSIM_EXE, "--state", state});
-    argv.insert(argv.end(), {"--", COMMCTL_EXE, "--level", "0"});  // the output alone, no log lines
-    argv.insert(argv.end(), args.begin(), args.end());
-    return testsupport::run(argv, {"ZEV_SETTINGS_FILE="});
+RunResult commctl(const std::string &state, const std::vector<std::string> &opts,
+                  std::vector<std::string> args) {
+    args.insert(args.begin(), {COMMCTL_EXE, "--level", "0"});  // the output alone, no log lines
+    return testsupport::on_board(state, args, opts);
 }
 
 const std::string kReadings =
-    "dc in           1\nacc on          1\nvoltage         12150 mV\ncharge current  500 mA\nntc temperature 31\n"
+    "dc in           1\nacc on          1\nvoltage         12150 mV\ncharge current  500 mA\nntc temperature "
+    "31\n"
     "power key       up\nsd card         1\nboot word       0x1\ntype            1\n";
 
 TEST(BoardCommands, HappyPathAndOneErrorEach) {
@@ -32,7 +32,10 @@ TEST(BoardCommands, HappyPathAndOneErrorEach) {
     // boardsim options, commctl arguments, exit status, stdout on success or stderr on failure
     const std::tuple<std::vector<std::string>, std::vector<std::string>, int, std::string> cases[] = {
         {{}, {"pmu"}, 0, kReadings},
-        {{"--pmu=absent"}, {"pmu"}, 1, "commctl: no PMU device at /dev/ip_6303: these are the library's fall-back values\n"},
+        {{"--pmu=absent"},
+         {"pmu"},
+         1,
+         "commctl: no PMU device at /dev/ip_6303: these are the library's fall-back values\n"},
         {{}, {"pmu", "set-charge", "800"}, 0, "800 mA\n"},
         {{"--cpu-temp=71"}, {"temp"}, 0, "cpu 71\nntc 31\ntest mode off\n"},
         {{"--temp-test=1", "--pmu=absent"}, {"temp"}, 0, "cpu 66\nntc 0\ntest mode on\n"},

@@ -15,20 +15,26 @@
 #include "log_lines.hpp"
 #include "testbed.hpp"
 
+namespace {
 using Lines = std::vector<std::string>;
-Lines logged(const std::function<void()> &fn) { return testsupport::summarise(testsupport::capture_stdout(fn)); }
+Lines logged(const std::function<void()> &fn) {
+    return testsupport::summarise(testsupport::capture_stdout(fn));
+}
+}  // namespace
 
 TEST(TempTestMode, CpuSixtySixAndNtcThirtySevenOnceTheDeviceIsThere) {
     REQUIRE_TESTBED();
     testsupport::Testbed bed;
     const std::string cmdline = "console=ttyS0 mode=soft=TEMPERATE quiet\n";
-    ASSERT_TRUE(bed.write("/proc/cmdline", cmdline) && bed.write("/sys/devices/virtual/mstar/msys/TEMP_R", "Temperature 45\n"));
+    ASSERT_TRUE(bed.write("/proc/cmdline", cmdline) &&
+                bed.write("/sys/devices/virtual/mstar/msys/TEMP_R", "Temperature 45\n"));
     Zev_Comm_SetPrintLev(7);
     // Without the device the NTC reading is 0 and does not ask for the mode.
     int32_t r = -1;
-    EXPECT_EQ(logged([&] { r = Zev_Pmu_GetNtcTemperature(); }),
-              (Lines{"ERR ZevPmuInit :/dev/ip_6303 not exist\n", "ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
-                     "ERR Zev_Pmu_GetNtcTemperature :pmu not initialized, please initialized first\n"}));
+    EXPECT_EQ(
+        logged([&] { r = Zev_Pmu_GetNtcTemperature(); }),
+        (Lines{"ERR ZevPmuInit :/dev/ip_6303 not exist\n", "ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
+               "ERR Zev_Pmu_GetNtcTemperature :pmu not initialized, please initialized first\n"}));
     EXPECT_EQ(r, 0);
     // So the first look is this one, and it is kept.
     EXPECT_EQ(logged([&] { r = Zev_Comm_IsTempTestMode(); }),
@@ -43,7 +49,8 @@ TEST(TempTestMode, CpuSixtySixAndNtcThirtySevenOnceTheDeviceIsThere) {
     }
     // With the device: 37 without a request.
     testsupport::IoctlDevice driver(bed.get(), "/dev/ip_6303");
-    EXPECT_EQ(logged([&] { r = Zev_Pmu_GetNtcTemperature(); }), Lines{"VER Zev_Pmu_GetNtcTemperature :37 du\n"});
+    EXPECT_EQ(logged([&] { r = Zev_Pmu_GetNtcTemperature(); }),
+              Lines{"VER Zev_Pmu_GetNtcTemperature :37 du\n"});
     EXPECT_EQ(r, 37);
     EXPECT_TRUE(driver.attached() && driver.calls().empty());
 }

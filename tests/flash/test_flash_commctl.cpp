@@ -14,10 +14,8 @@ namespace {
 TEST(FlashCommctl, CommandsOnTheSimulatedBoard) {
     TempDir state;
     const auto commctl = [&](std::vector<std::string> args) {
-        std::vector<std::string> argv = {BOARDSIM_EXE, "--state", state.path(), "--",
-                                         COMMCTL_EXE,  "--level", "0"};
-        argv.insert(argv.end(), args.begin(), args.end());
-        return run(argv, {"ZEV_SETTINGS_FILE="});
+        args.insert(args.begin(), {COMMCTL_EXE, "--level", "0"});
+        return on_board(state.path(), args);
     };
     // KEY_CUST is mtd3 and KEY_CUST1 mtd2 on the simulated board.
     const std::string first = state / "board/dev/mtdblock3", second = state / "board/dev/mtdblock2";
@@ -58,7 +56,6 @@ TEST(FlashCommctl, CommandsOnTheSimulatedBoard) {
         {{"sn", "get", "Serial"}, 2, "unknown field 'Serial'"},
         {{"sn", "set", "Sn", std::string(64, 'a')}, 1, "Sn refused (-2)"},
         {{"mtd", "read", "MTD_PART_NOPE", "0", "4"}, 1, "mtd read MTD_PART_NOPE failed (-2)"},
-        {{"mtd", "write", "MTD_PART_END", "0", data}, 1, "mtd write MTD_PART_END failed (-3)"},
         {{"crc8", data, "256"}, 2, "start value must be 0 to 255"},
         {{"md5", state / "missing"}, 1, "cannot read"},
     };

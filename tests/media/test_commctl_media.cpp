@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <tuple>
 
-#include "run.hpp"
 #include "media_test.hpp"
+#include "run.hpp"
 #include "tempdir.hpp"
 
 using namespace std::string_literals;
@@ -18,8 +18,7 @@ TEST(CommctlMedia, CommandsOnTheSimulatedBoard) {
     for (const auto &[name, content] : {std::pair{"in.mp3", testsupport::silent_frames(7, false)},
                                         {"junk.mp3", "no frames in here"s},
                                         {"feed.bin", "\x01\x02\xFFhello\x00"s + "0123456789"},
-                                        {"settings.conf", "Camera.Menu.VideoRes=1920x1080P30\n"s},
-                                        {"wide.conf", "Camera.Menu.VideoRes=1920x1080p30\n"s}})
+                                        {"settings.conf", "Camera.Menu.VideoRes=1920x1080P30\n"s}})
         ASSERT_TRUE(testsupport::write_file(state / name, content));
     const std::string pwm = "board/sys/class/pwm/pwmchip0/pwm3/";
     // 7 silent mono frames at 48 kHz: 16128 bytes of zeros behind the header.
@@ -33,13 +32,15 @@ TEST(CommctlMedia, CommandsOnTheSimulatedBoard) {
         {"", "$C mp3 in.mp3 o.wav", 0, "o.wav: 16128 bytes of PCM, 48000 Hz, 1 channel(s), 0.17 s\n", "o.wav",
          wav},
         {"", "$C mp3 junk.mp3 x.wav", 1, "", "x.wav", ""},
+        {"", "$C mp3 in.mp3 no/such/dir.wav", 1, "", "", ""},
+        {"", "$C mp3 --info in.mp3", 0,
+         "duration 0.168 s\nrate     48000 Hz\nchannels 1\nsamples  8064 per channel\n", "", ""},
         {"", "$C tone 500 440 t.wav >/dev/null && wc -c <t.wav", 0, "44144\n", "", ""},
         {"", "$C mp4 \"$BOARDSIM_SDCARD/DCIM/sample.mp4\"", 0,
          "duration_ms 60000\nfps_word0   30 (0x0000001e)\nfps_word1   30000 (0x00007530)\n", "", ""},
         {"", "$C mp4 missing.mp4", 1, "", "", ""},
         {"", "ZEV_SETTINGS_FILE=settings.conf $C video", 0, "height 1080\nfps    30000 (thousandths)\n", "",
          ""},
-        {"", "ZEV_SETTINGS_FILE=wide.conf $C video", 0, "height 1296\nfps    30000 (thousandths)\n", "", ""},
         {"", "$C pwm init 3", 0, "", pwm + "polarity", "normal\n"},
         {"", "$C pwm set 3 50 7 normal", 0, "", pwm + "period", "50\n"},
         {"", "$C pwm start 3", 0, "", pwm + "enable", "1\n"},
@@ -53,12 +54,10 @@ TEST(CommctlMedia, CommandsOnTheSimulatedBoard) {
          "", ""},
     };
     for (const auto &[option, command, status, out, file, content] : cases) {
-        std::vector<std::string> argv = {BOARDSIM_EXE, "--state", state.path()};
-        if (!option.empty()) argv.push_back(option);
-        for (const std::string &a : {"--"s, "sh"s, "-c"s, "cd \"$1\" && C=\"$0 --level 0\" && " + command,
-                                     COMMCTL_EXE ""s, state.path()})
-            argv.push_back(a);
-        const testsupport::RunResult r = testsupport::run(argv, {"ZEV_SETTINGS_FILE="});
+        const testsupport::RunResult r = testsupport::on_board(
+            state.path(),
+            {"sh", "-c", "cd \"$1\" && C=\"$0 --level 0\" && " + command, COMMCTL_EXE, state.path()},
+            option.empty() ? std::vector<std::string>{} : std::vector<std::string>{option});
         EXPECT_EQ(r.status, status) << command << ": " << r.err;
         EXPECT_EQ(r.out, out) << command;
         const auto lines = std::count(r.err.begin(), r.err.end(), '\n');

@@ -11,13 +11,16 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <thread>
 #include <tuple>
 
 #include "comm_log.h"
 #include "comm_mp3.h"
 #include "comm_record.h"
+#include "comm_sys.h"
 #include "media_test.hpp"
+#include "minimp3.h"
 #include "tempdir.hpp"
 
 using testsupport::Lines;
@@ -150,6 +153,77 @@ TEST_F(Mp3, NothingBehindTheResultAcrossLayersAndRates) {
             EXPECT_EQ(std::count(behind, buf.end(), kUntouched), buf.end() - behind)
                 << stream.size() << " at " << at;
         }
+    }
+}
+
+// On threads made by the library, a stack too small for the decoder gives 0,
+// a WAR line with the room and the need, and nothing written; a big enough
+// one decodes as the main thread does. The same for minimp3's frame decoder,
+// which the library exports.
+struct DecodeJob {
+    bool frame;  // one mp3dec_decode_frame call instead of Zev_Mp3Decode
+    const std::string *content;
+    const char *path;
+    unsigned char *out;
+    int32_t capacity;
+    int32_t got;
+    mp3dec_t dec;  // off the small stack
+    mp3dec_frame_info_t info;
+};
+
+void *decode_job(void *arg) {  // as little as possible on the small stack
+    auto *job = static_cast<DecodeJob *>(arg);
+    if (!job->frame) {
+        job->got = Zev_Mp3Decode(job->path, job->out, job->capacity);
+        return nullptr;
+    }
+    mp3dec_init(&job->dec);
+    job->got = mp3dec_decode_frame(&job->dec, reinterpret_cast<const uint8_t *>(job->content->data()),
+                                   static_cast<int>(job->content->size()),
+                                   reinterpret_cast<int16_t *>(job->out), &job->info);
+    return nullptr;
+}
+
+TEST_F(Mp3, SmallThreadStacksAreRefusedNotOverrun) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "ThreadSanitizer gives every thread a large stack, whatever size is asked for";
+#endif
+    const std::string content = silent_frames(10, false), path = file(content);
+    const int32_t whole = 10 * kMono;
+    const struct {
+        int32_t stack;
+        bool frame;
+        bool decodes;
+    } cases[] = {{16384, false, false},  {32768, false, false}, {65536, false, true},
+                 {1 << 20, false, true}, {16384, true, false},  {65536, true, true}};
+    for (const auto &c : cases) {
+        const std::string func = c.frame ? "mp3dec_decode_frame" : "Zev_Mp3Decode";
+        out_.assign(static_cast<size_t>(whole), kUntouched);
+        auto job = std::make_unique<DecodeJob>(
+            DecodeJob{c.frame, &content, path.c_str(), out_.data(), whole, -1, {}, {}});
+        job->info.frame_bytes = -1;
+        const Lines lines = testsupport::summarise(testsupport::capture_stdout([&] {
+            pthread_t t;
+            ASSERT_EQ(Zev_Comm_CreateThreadEx(&t, decode_job, c.stack, job.get()), 0);
+            pthread_join(t, nullptr);
+        }));
+        if (c.decodes) {
+            EXPECT_EQ(job->got, c.frame ? 1152 : whole) << func << " " << c.stack;
+            EXPECT_EQ(lines, c.frame ? Lines{} : Lines{"DBG Zev_Mp3Decode :samprate:48000, channels:1\n"})
+                << c.stack;
+            continue;
+        }
+        EXPECT_EQ(job->got, 0) << func << " " << c.stack;
+        EXPECT_EQ(std::count(out_.begin(), out_.end(), kUntouched), whole) << c.stack << ": nothing written";
+        EXPECT_EQ(job->info.frame_bytes, c.frame ? 0 : -1) << "no frame reported";
+        unsigned room = 0, need = 0;
+        ASSERT_EQ(lines.size(), 1u) << c.stack;
+        ASSERT_EQ(sscanf(lines[0].c_str(),
+                         ("WAR " + func + " :stack room %u bytes, decoding needs %u").c_str(), &room, &need),
+                  2)
+            << lines[0];
+        EXPECT_LT(room, need);
+        EXPECT_LT(room, static_cast<unsigned>(c.stack));
     }
 }
 

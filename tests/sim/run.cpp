@@ -35,4 +35,13 @@ RunResult run(const std::vector<std::string> &argv, const std::vector<std::strin
     return r;
 }
 
+RunResult on_board(const std::string &state, const std::vector<std::string> &program,
+                   const std::vector<std::string> &opts) {
+    std::vector<std::string> argv = {BOARDSIM_EXE, "--state", state};
+    argv.insert(argv.end(), opts.begin(), opts.end());
+    argv.push_back("--");
+    argv.insert(argv.end(), program.begin(), program.end());
+    return run(argv, {"ZEV_SETTINGS_FILE="});
+}
+
 }  // namespace testsupport

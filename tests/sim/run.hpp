@@ -14,4 +14,9 @@ struct RunResult {
 
 RunResult run(const std::vector<std::string> &argv, const std::vector<std::string> &env = {});
 
+// Runs `program` on boardsim with the state folder `state` and the board
+// options `opts`, the settings file being the state folder's.
+RunResult on_board(const std::string &state, const std::vector<std::string> &program,
+                   const std::vector<std::string> &opts = {});
+
 }  // namespace testsupport

@@ -8,3 +8,12 @@ if(TARGET test_boardsim)
   target_compile_definitions(test_boardsim PRIVATE RAW_TRANSFER_EXE="$<TARGET_FILE:raw_transfer>")
   add_dependencies(test_boardsim raw_transfer)
 endif()
+# Every reading command's --json object, through a real JSON parser.
+if(TARGET boardsim)
+  find_package(Python3 COMPONENTS Interpreter)
+  if(Python3_FOUND)
+    add_test(NAME commctl_json COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/sim/test_json.py
+                                       $<TARGET_FILE:boardsim> $<TARGET_FILE:commctl>)
+    set_tests_properties(commctl_json PROPERTIES ENVIRONMENT "${COMM_TEST_ENV}" LABELS board)
+  endif()
+endif()

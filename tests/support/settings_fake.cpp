@@ -35,7 +35,6 @@ std::string value(const std::string &key) {
     auto it = values().find(key);
     return it == values().end() ? std::string() : it->second;
 }
-bool has_value(const std::string &key) { return values().count(key) != 0; }
 const std::vector<std::string> &calls() { return call_log(); }
 const std::vector<int> &unprotect_calls() { return unprotects(); }
 void on_unprotect(std::function<void(int)> h) { hook() = std::move(h); }

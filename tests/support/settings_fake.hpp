@@ -14,7 +14,6 @@ void reset();  // no values, no recorded calls, no hook
 void set_value(const std::string &key, const std::string &value);
 // The value stored under key ("" when there is none).
 std::string value(const std::string &key);
-bool has_value(const std::string &key);
 
 // Every call to the fake, in order, as text: "Get Camera.Menu.TimeZone 64",
 // "Set Camera.Menu.TimeZone GMT+09:00", "UnProtect 2", "CompStr a b".

@@ -23,6 +23,5 @@ private:
 bool write_file(const std::string &path, const std::string &content);
 std::string read_file(const std::string &path);
 bool file_exists(const std::string &path);
-bool remove_all(const std::string &path);
 
 }  // namespace testsupport

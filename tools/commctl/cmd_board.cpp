@@ -4,6 +4,7 @@
 #include "comm_board.h"
 #include "comm_pmu.h"
 #include "command.hpp"
+#include "json.hpp"
 
 namespace {
 
@@ -28,6 +29,14 @@ int run_temp(commctl::Args args) {
     if (!args.empty()) return commctl::usage_error("temp takes no arguments");
     const int32_t cpu = Zev_Comm_GetCPUTemp();
     const int32_t ntc = Zev_Pmu_GetNtcTemperature();
+    if (commctl::json_wanted()) {
+        commctl::JsonOut()
+            .num("cpu", cpu)
+            .num("ntc", ntc)
+            .flag("test_mode", Zev_Comm_IsTempTestMode() != 0)
+            .end();
+        return commctl::kOk;
+    }
     printf("cpu %d\n", cpu);
     printf("ntc %d\n", ntc);
     printf("test mode %s\n", Zev_Comm_IsTempTestMode() != 0 ? "on" : "off");

@@ -7,6 +7,7 @@
 #include "comm_clock.h"
 #include "comm_datetime.h"
 #include "command.hpp"
+#include "json.hpp"
 #include "zev_settings.h"
 
 namespace {
@@ -32,9 +33,16 @@ const char kUsage[] =
 
 constexpr char kZoneKey[] = "Camera.Menu.TimeZone";
 
-void print_record(const char *label, const hiSYSTEM_TM_S &t) {
-    printf("%-13s%04d-%02d-%02d %02d:%02d:%02d\n", label, t.s32year, t.s32mon, t.s32mday, t.s32hour, t.s32min,
-           t.s32sec);
+// "YYYY-MM-DD HH:MM:SS"; the fields are bounded so that the text fits.
+struct DateText {
+    char text[64];
+};
+
+DateText date_text(const hiSYSTEM_TM_S &t) {
+    DateText d{};
+    snprintf(d.text, sizeof d.text, "%04d-%02d-%02d %02d:%02d:%02d", t.s32year, t.s32mon, t.s32mday,
+             t.s32hour, t.s32min, t.s32sec);
+    return d;
 }
 
 int show() {
@@ -46,9 +54,22 @@ int show() {
     char system[16] = {};
     (void)ZevSysFormatRtcTime(system);
     fflush(stdout);  // the library's log lines first
-    print_record("local time", local);
-    printf("%-13s%.4s-%.2s-%.2s %.2s:%.2s:%.2s\n", "system clock", system, system + 4, system + 6, system + 9,
-           system + 11, system + 13);
+    char clock[32] = {};
+    snprintf(clock, sizeof clock, "%.4s-%.2s-%.2s %.2s:%.2s:%.2s", system, system + 4, system + 6, system + 9,
+             system + 11, system + 13);
+    if (commctl::json_wanted()) {
+        commctl::JsonOut json;
+        json.str("local_time", date_text(local).text).str("system_clock", clock);
+        if (zone[0] != '\0') {
+            json.str("zone", zone);
+        } else {
+            json.null("zone");
+        }
+        json.num("zone_offset_s", offset).flag("time_set", Zve_Comm_IsTimeSeted() != 0).end();
+        return commctl::kOk;
+    }
+    printf("%-13s%s\n", "local time", date_text(local).text);
+    printf("%-13s%s\n", "system clock", clock);
     printf("%-13s%s (%+d s)\n", "zone", zone[0] != '\0' ? zone : "(not set)", offset);
     printf("%-13s%d\n", "time set", Zve_Comm_IsTimeSeted());
     return commctl::kOk;

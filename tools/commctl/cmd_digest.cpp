@@ -4,6 +4,7 @@
 
 #include "comm_digest.h"
 #include "command.hpp"
+#include "json.hpp"
 
 namespace {
 
@@ -32,7 +33,11 @@ int run_md5(commctl::Args args) {
         return commctl::failure("cannot read %s: %s", args[0], strerror(errno));
     char text[33] = {};
     MD5FinalString(text, &ctx);
-    printf("%s  %s\n", text, args[0]);
+    if (commctl::json_wanted()) {
+        commctl::JsonOut().str("file", args[0]).str("md5", text).end();
+    } else {
+        printf("%s  %s\n", text, args[0]);
+    }
     return commctl::kOk;
 }
 
@@ -45,7 +50,11 @@ int run_crc8(commctl::Args args) {
     if (!each_chunk(args[0],
                     [&](const unsigned char *p, uint32_t n) { crc = Zev_Comm_CheckCrc8(p, n, crc); }))
         return commctl::failure("cannot read %s: %s", args[0], strerror(errno));
-    printf("0x%02X\n", crc);
+    if (commctl::json_wanted()) {
+        commctl::JsonOut().str("file", args[0]).num("crc8", crc).end();
+    } else {
+        printf("0x%02X\n", crc);
+    }
     return commctl::kOk;
 }
 

@@ -1,9 +1,10 @@
 // log-demo and clock: the frame as an application sees it.
 #include <cstring>
 
-#include "command.hpp"
 #include "comm_clock.h"
 #include "comm_log.h"
+#include "command.hpp"
+#include "json.hpp"
 
 namespace {
 
@@ -24,6 +25,18 @@ int run_clock(commctl::Args args) {
     if (!args.empty()) return commctl::usage_error("clock takes no arguments");
     char rtc[16] = {};
     ZevSysFormatRtcTime(rtc);
+    if (commctl::json_wanted()) {
+        commctl::JsonOut()
+            .num("boot_ms", Zev_Comm_GetBootMs())
+            .num("boot_100ms", Zev_Comm_GetBoot100Ms())
+            .num("boot_s", Zev_GetSysBootSec())
+            .num("running_time", ZevSysRnuningTime())
+            .num("wall_s", ZevGetRtcSeconds())
+            .str("wall_text", rtc)
+            .str("log_time", ZevSysRtcTime())
+            .end();
+        return commctl::kOk;
+    }
     printf("boot ms      %u\n", Zev_Comm_GetBootMs());
     printf("boot 100 ms  %u\n", Zev_Comm_GetBoot100Ms());
     printf("boot s       %d\n", Zev_GetSysBootSec());

@@ -1,8 +1,9 @@
 // gpio: export, direction, value and unexport through the library.
 #include <cstring>
 
-#include "command.hpp"
 #include "comm_gpio.h"
+#include "command.hpp"
+#include "json.hpp"
 
 namespace {
 
@@ -22,7 +23,8 @@ int result(int32_t r, const char *what, int32_t pin) {
 }
 
 int run_gpio(commctl::Args args) {
-    if (args.size() < 2) return commctl::usage_error("gpio wants an operation and a pin (see commctl gpio --help)");
+    if (args.size() < 2)
+        return commctl::usage_error("gpio wants an operation and a pin (see commctl gpio --help)");
     const char *op = args[0];
     int32_t pin = 0;
     if (!commctl::parse_i32(args[1], pin)) return commctl::usage_error("'%s' is not a pin number", args[1]);
@@ -34,7 +36,11 @@ int run_gpio(commctl::Args args) {
         if (op[0] == 'u') return result(Zev_Comm_Gpio_Unexport(pin), op, pin);
         const int32_t v = Zev_Comm_Gpio_GetVal(pin);
         if (v < 0) return result(v, op, pin);
-        printf("%d\n", v);
+        if (commctl::json_wanted()) {
+            commctl::JsonOut().num("pin", pin).num("value", v).end();
+        } else {
+            printf("%d\n", v);
+        }
         return commctl::kOk;
     }
     if (strcmp(op, "dir") == 0) {
@@ -42,7 +48,7 @@ int run_gpio(commctl::Args args) {
         const char *d = args[2];
         if (strcmp(d, "in") != 0 && strcmp(d, "out") != 0 && strcmp(d, "high") != 0 && strcmp(d, "low") != 0)
             return commctl::usage_error("direction must be in, out, high or low, not '%s'", d);
-        char dir[4] = {};  // the library always writes these 4 bytes
+        char dir[5] = {};  // the library writes 4 bytes and logs it as a string
         memcpy(dir, d, strnlen(d, sizeof dir));
         return result(Zev_Comm_Gpio_SetDirection(pin, dir), op, pin);
     }

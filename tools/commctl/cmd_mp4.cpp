@@ -1,6 +1,7 @@
 // mp4 and video: the recorder's file header and video parameters.
 #include "comm_record.h"
 #include "command.hpp"
+#include "json.hpp"
 
 namespace {
 
@@ -19,6 +20,15 @@ int run_mp4(commctl::Args args) {
             return commctl::failure("%s has no movie header where the recorder puts it", args[0]);
         default:
             return commctl::failure("cannot read %s (%d)", args[0], r);
+    }
+    if (commctl::json_wanted()) {
+        commctl::JsonOut()
+            .str("file", args[0])
+            .num("duration_ms", duration)
+            .num("fps_word0", fps0)
+            .num("fps_word1", fps1)
+            .end();
+        return commctl::kOk;
     }
     printf("duration_ms %u\n", duration);
     printf("fps_word0   %u (0x%08x)\n", fps0, fps0);

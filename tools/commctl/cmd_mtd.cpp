@@ -2,9 +2,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "comm_mtdmgr.h"
 #include "command.hpp"
+#include "json.hpp"
 #include "zev_settings.h"
 
 namespace {
@@ -42,8 +44,18 @@ int run_read(commctl::Args args) {
             status = commctl::failure("cannot write %s", args[3]);
         if (f != nullptr && fclose(f) != 0 && status == commctl::kOk)
             status = commctl::failure("cannot write %s", args[3]);
-    } else {
+    } else if (!commctl::json_wanted()) {
         hex_dump(buf, len, offset);
+    }
+    if (status == commctl::kOk && commctl::json_wanted()) {
+        commctl::JsonOut json;
+        json.str("key", args[0]).num("offset", offset).num("length", len);
+        if (args.size() == 4) {
+            json.str("file", args[3]);
+        } else {
+            json.str("hex", commctl::hex_text(buf, len));
+        }
+        json.end();
     }
     free(buf);
     return status;

@@ -3,6 +3,7 @@
 
 #include "comm_param.h"
 #include "command.hpp"
+#include "json.hpp"
 
 namespace {
 
@@ -29,13 +30,22 @@ int run_param(commctl::Args args) {
     out[1] = '\0';
     if (Zev_Comm_GetStrFromFileBykey(file, key, out) != 0) return commctl::failure("cannot read %s", file);
     if (out[0] == '\x01') return commctl::failure("%s not found in %s", key, file);
-    if (!number) {
-        printf("%s\n", out);
-        return commctl::kOk;
-    }
     int32_t value = 0;
-    (void)Zev_Comm_GetNumFromFileBykey(file, key, &value);
-    printf("%d\n", value);
+    if (number) (void)Zev_Comm_GetNumFromFileBykey(file, key, &value);
+    if (commctl::json_wanted()) {
+        commctl::JsonOut json;
+        json.str("file", file).str("key", key);
+        if (number) {
+            json.num("value", value);
+        } else {
+            json.str("value", out);
+        }
+        json.end();
+    } else if (number) {
+        printf("%d\n", value);
+    } else {
+        printf("%s\n", out);
+    }
     return commctl::kOk;
 }
 

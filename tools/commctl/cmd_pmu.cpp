@@ -5,6 +5,7 @@
 
 #include "comm_pmu.h"
 #include "command.hpp"
+#include "json.hpp"
 
 namespace {
 
@@ -27,6 +28,23 @@ constexpr const char *kNode = "/dev/ip_6303";
 int show_readings() {
     const bool present = access(kNode, F_OK) == 0;
     const int32_t key = Zev_Pmu_IsPowerKeyPressed();
+    if (commctl::json_wanted()) {
+        commctl::JsonOut()
+            .flag("present", present)
+            .num("dc_in", Zev_Pmu_IsDcIn())
+            .num("acc_on", Zev_Pmu_IsAccOn())
+            .num("voltage_mv", Zev_Pmu_GetVoltage(0))
+            .num("charge_current_ma", Zev_Pmu_GetChargeCurrent())
+            .num("ntc_temperature", Zev_Pmu_GetNtcTemperature())
+            .flag("power_key_down", key != 0)
+            .num("sd_card", Zev_Pmu_GetSDInsterStat())
+            .num("boot_word", static_cast<uint32_t>(Zev_Pmu_GetBootRes()))
+            .num("type", Zev_Pmu_GetType())
+            .end();
+        if (!present)
+            return commctl::failure("no PMU device at %s: these are the library's fall-back values", kNode);
+        return commctl::kOk;
+    }
     printf("dc in           %d\n", Zev_Pmu_IsDcIn());
     printf("acc on          %d\n", Zev_Pmu_IsAccOn());
     printf("voltage         %d mV\n", Zev_Pmu_GetVoltage(0));

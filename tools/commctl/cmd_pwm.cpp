@@ -5,6 +5,7 @@
 
 #include "comm_pwm.h"
 #include "command.hpp"
+#include "json.hpp"
 
 namespace {
 
@@ -41,6 +42,18 @@ int status(int32_t ch) {
     const std::string enable = attribute(ch, "enable");
     if (enable.empty())
         return commctl::failure("pwm channel %d is not exported (commctl pwm init %d)", ch, ch);
+    if (commctl::json_wanted()) {
+        int32_t period = 0;
+        (void)commctl::parse_i32(attribute(ch, "period"), period);
+        commctl::JsonOut()
+            .num("channel", ch)
+            .num("period_ns", period)
+            .num("duty_cycle_ns", Zev_Comm_PWM_Get_DutyCycle(ch))
+            .str("polarity", attribute(ch, "polarity"))
+            .flag("enabled", enable == "1")
+            .end();
+        return commctl::kOk;
+    }
     printf("channel    %d\n", ch);
     printf("period     %s ns\n", attribute(ch, "period").c_str());
     printf("duty_cycle %d ns\n", Zev_Comm_PWM_Get_DutyCycle(ch));

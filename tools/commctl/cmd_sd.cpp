@@ -1,6 +1,7 @@
 // sd: the SD card's device, name and size from /proc/partitions.
 #include "comm_sd.h"
 #include "command.hpp"
+#include "json.hpp"
 
 namespace {
 
@@ -17,6 +18,15 @@ int run_sd(commctl::Args args) {
     char name[64] = {};
     const int32_t r = Zev_Comm_GetStorageDevName(name);
     if (r != 0) return commctl::failure("SD card %s has no device node (%d)", path, r);
+    if (commctl::json_wanted()) {
+        commctl::JsonOut()
+            .str("device", path)
+            .str("name", name)
+            .num("size_kb", Zev_Comm_GetStorageSizeKB(name))
+            .num("size_mb", Zev_Comm_GetStorageSizeMB(name))
+            .end();
+        return commctl::kOk;
+    }
     printf("device %s\n", path);
     printf("name   %s\n", name);
     printf("size   %d KB (%d MB)\n", Zev_Comm_GetStorageSizeKB(name), Zev_Comm_GetStorageSizeMB(name));

@@ -8,7 +8,8 @@
 #include "comm_mtdmgr.h"
 #include "comm_sn.h"
 #include "command.hpp"
-#include "flash/identity_record/record.hpp"
+#include "json.hpp"
+#include "record_rules.hpp"
 
 namespace {
 
@@ -24,25 +25,29 @@ const Field *field_named(const char *name) {
     return nullptr;
 }
 
-// Text when every byte up to the last non-zero one prints, else hex.
-std::string shown(const unsigned char *p, size_t n, bool force_hex) {
+// A value's bytes run up to its last non-zero one.
+size_t used_length(const unsigned char *p, size_t n) {
     while (n > 0 && p[n - 1] == 0) --n;
+    return n;
+}
+
+bool all_print(const unsigned char *p, size_t n) {
+    for (size_t i = 0; i < n; ++i)
+        if (isprint(p[i]) == 0) return false;
+    return true;
+}
+
+// Text when every byte of the value prints, else hex.
+std::string shown(const unsigned char *p, size_t n, bool force_hex) {
+    n = used_length(p, n);
     if (n == 0) return "(zero)";
-    bool printable = !force_hex;
-    for (size_t i = 0; i < n && printable; ++i) printable = isprint(p[i]) != 0;
-    if (printable) {
+    if (!force_hex && all_print(p, n)) {
         std::string quoted(1, '"');
         quoted.append(reinterpret_cast<const char *>(p), n);
         quoted.push_back('"');
         return quoted;
     }
-    std::string hex;
-    char b[4];
-    for (size_t i = 0; i < n; ++i) {
-        snprintf(b, sizeof b, "%02x", p[i]);
-        hex += b;
-    }
-    return "hex " + hex;
+    return "hex " + commctl::hex_text(p, n);
 }
 
 bool parse_hex(const char *text, std::string &out) {
@@ -75,21 +80,57 @@ const char *field_state(const unsigned char *rec, const Field &f) {
     return comm::sn::check_field(rec, f).matches ? "ok" : "WRONG";
 }
 
+const char *verdict_name(const CopyReport &c) {
+    if (c.read != static_cast<int32_t>(comm::sn::kRecordSize)) return "unreadable";
+    switch (c.value.verdict) {
+        case comm::sn::Verdict::empty:
+            return "empty";
+        case comm::sn::Verdict::good:
+            return "good";
+        case comm::sn::Verdict::bad:
+            break;
+    }
+    return "bad";
+}
+
+void json_copy(commctl::JsonOut &json, const char *key, const CopyReport &c) {
+    json.nest(key).str("state", verdict_name(c)).num("read", c.read);
+    if (c.value.verdict == comm::sn::Verdict::bad) {
+        json.num("score", c.value.value);
+    } else {
+        json.null("score");
+    }
+    json.end();
+}
+
+// The field's bytes up to the last non-zero one: as text when they all
+// print, and always as hex.
+void json_field(commctl::JsonOut &json, const Field &f, const CopyReport &first, const CopyReport &second) {
+    unsigned char value[512] = {};
+    const int32_t r = Zev_SnManager_GetData(f.mask, value, static_cast<uint32_t>(f.size));
+    json.nest(f.name).str("first", field_state(first.bytes, f)).str("second", field_state(second.bytes, f));
+    json.flag("readable", r == 0);
+    const size_t n = used_length(value, f.size);
+    if (r != 0) {
+        json.null("text").null("hex");
+    } else {
+        if (all_print(value, n)) {
+            json.str("text", std::string_view(reinterpret_cast<const char *>(value), n));
+        } else {
+            json.null("text");
+        }
+        json.str("hex", commctl::hex_text(value, n));
+    }
+    json.end();
+}
+
 void print_copy(const char *key, const CopyReport &c) {
     if (c.read != static_cast<int32_t>(comm::sn::kRecordSize)) {
         printf("%-19s unreadable (%d)\n", key, c.read);
-        return;
-    }
-    switch (c.value.verdict) {
-        case comm::sn::Verdict::empty:
-            printf("%-19s empty\n", key);
-            break;
-        case comm::sn::Verdict::good:
-            printf("%-19s good\n", key);
-            break;
-        case comm::sn::Verdict::bad:
-            printf("%-19s bad, score %d of 13\n", key, c.value.value);
-            break;
+    } else if (c.value.verdict == comm::sn::Verdict::bad) {
+        printf("%-19s bad, score %d of 13\n", key, c.value.value);
+    } else {
+        printf("%-19s %s\n", key, verdict_name(c));
     }
 }
 
@@ -100,6 +141,16 @@ int run_show(commctl::Args args) {
     read_copy(comm::sn::kSecondKey, second);
     Zev_SnManager_Start();
     fflush(stdout);
+    if (commctl::json_wanted()) {
+        commctl::JsonOut json;
+        json.nest("copies");
+        json_copy(json, comm::sn::kFirstKey, first);
+        json_copy(json, comm::sn::kSecondKey, second);
+        json.end().nest("fields");
+        for (const Field *f : kFields) json_field(json, *f, first, second);
+        json.end().end();
+        return commctl::kOk;
+    }
     printf("copies as found:\n");
     print_copy(comm::sn::kFirstKey, first);
     print_copy(comm::sn::kSecondKey, second);
@@ -148,7 +199,8 @@ int run_set(commctl::Args args) {
     Zev_SnManager_Start();
     const int32_t r = Zev_SnManager_Update(f->mask, value.data(), static_cast<int32_t>(value.size()));
     fflush(stdout);
-    if (r == -11) return commctl::failure("%s refused: a value of only 0x00 and 0xFF bytes", f->name);
+    if (r == comm::sn::kBadValue)
+        return commctl::failure("%s refused: a value of only 0x00 and 0xFF bytes", f->name);
     if (r != 0) return commctl::failure("%s refused (%d): the value is too long", f->name, r);
     return commctl::kOk;
 }

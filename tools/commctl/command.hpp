@@ -1,4 +1,4 @@
-// commctl's subcommand registry: each command file registers itself with
+// commctl's subcommands: each command file registers itself with
 // COMMCTL_COMMAND, so adding a command never touches another file.
 #pragma once
 
@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <span>
 #include <string_view>
+
+#include "registry.hpp"
 
 namespace commctl {
 
@@ -16,22 +18,10 @@ struct Command {
     const char *summary;  // one line for the command list
     const char *usage;    // the full --help text
     int (*run)(Args args);
-    Command *next;
 };
 
-// Registered commands, in no particular order.
-Command *&registry();
-
-struct Registrar {
-    explicit Registrar(Command &c) {
-        c.next = registry();
-        registry() = &c;
-    }
-};
-
-#define COMMCTL_COMMAND(ident, name, summary, usage, fn)                                          \
-    static ::commctl::Command ident##_command{name, summary, usage, fn, nullptr};                  \
-    static const ::commctl::Registrar ident##_registrar{ident##_command}
+#define COMMCTL_COMMAND(ident, name, summary, usage, fn) \
+    COMM_REGISTER(::commctl::Command, ident##_command, name, summary, usage, fn)
 
 // Exit statuses.
 constexpr int kOk = 0;
@@ -47,7 +37,8 @@ bool parse_i32(std::string_view text, int32_t &out);
 bool parse_u32(std::string_view text, uint32_t &out);
 bool parse_i64(std::string_view text, int64_t &out);
 
-// True when args holds "--help" or "-h" anywhere.
+// True when "--help" or "-h" comes before the first operand (a word not
+// starting with '-', or "--"): `commctl run echo --help` runs echo.
 bool wants_help(Args args);
 
 // Reads a whole file into memory; false (with errno set) on failure.

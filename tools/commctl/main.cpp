@@ -1,23 +1,23 @@
 // commctl: the developer's and field engineer's command line over libcomm.
+#include <fcntl.h>
+#include <getopt.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cstdarg>
 #include <cstdlib>
-#include <limits>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <limits>
 
-#include "command.hpp"
 #include "comm_log.h"
+#include "comm_version.h"
+#include "command.hpp"
+#include "json.hpp"
 
 namespace commctl {
-
-Command *&registry() {
-    static Command *head = nullptr;
-    return head;
-}
 
 static int vreport(int status, const char *fmt, va_list ap) {
     fflush(stdout);
@@ -56,7 +56,8 @@ static bool parse_whole(std::string_view text, T &out) {
         base = 16;
         text.remove_prefix(2);
     }
-    if (text.empty()) return false;
+    // One sign at most, in front of the 0x: from_chars would take a second.
+    if (text.empty() || !isxdigit(static_cast<unsigned char>(text.front()))) return false;
     int64_t v = 0;
     auto [p, ec] = std::from_chars(text.data(), text.data() + text.size(), v, base);
     if (ec != std::errc() || p != text.data() + text.size()) return false;
@@ -75,6 +76,7 @@ bool parse_i64(std::string_view text, int64_t &out) { return parse_whole(text, o
 bool wants_help(Args args) {
     for (const char *a : args) {
         if (strcmp(a, "--help") == 0 || strcmp(a, "-h") == 0) return true;
+        if (a[0] != '-' || strcmp(a, "--") == 0) return false;  // operands from here on
     }
     return false;
 }
@@ -122,55 +124,84 @@ void free_file(void *owner) { free(owner); }
 namespace {
 
 const char kMainUsage[] =
-    "usage: commctl [--level N] COMMAND [ARGS...]\n"
-    "       commctl COMMAND --help\n"
+    "Usage: commctl [OPTIONS] COMMAND [ARGS...]\n"
+    "   or: commctl COMMAND --help\n"
     "\n"
     "Runs one libcomm operation and prints what the library answered. On a PC\n"
     "run it inside the simulated board: boardsim -- commctl COMMAND ...\n"
+    "Standard output carries the data alone unless a print level is given;\n"
+    "errors are one line on standard error.\n"
     "\n"
-    "  --level N   set the library's print level first (0 silent .. 7 all)\n"
+    "Options (before the command; -- ends them):\n"
+    "  --level N      show the library's log lines up to level N (0 none .. 7 all)\n"
+    "  -v, --verbose  show log lines at the library's usual level 5; again for 6, 7\n"
+    "  --json         print what a reading command found as one JSON object\n"
+    "  -h, --help     show this help and exit\n"
+    "  -V, --version  show the version and exit\n"
     "\n"
-    "commands:\n";
+    "Exit status: 0 done, 1 the library reported a failure, 2 a wrong command line.\n"
+    "\n"
+    "Commands:\n";
 
 void print_main_usage(FILE *out) {
     fputs(kMainUsage, out);
-    // Sorted listing without allocating: repeatedly pick the next name.
-    const char *last = "";
-    for (;;) {
-        const commctl::Command *best = nullptr;
-        for (const commctl::Command *c = commctl::registry(); c != nullptr; c = c->next) {
-            if (strcmp(c->name, last) > 0 && (best == nullptr || strcmp(c->name, best->name) < 0))
-                best = c;
-        }
-        if (best == nullptr) break;
-        fprintf(out, "  %-10s %s\n", best->name, best->summary);
-        last = best->name;
-    }
+    for (const commctl::Command *c : comm::registry::by_name<commctl::Command>())
+        fprintf(out, "  %-10s %s\n", c->name, c->summary);
 }
+
+// The library's level when logging is asked for with -v, as at load.
+constexpr int32_t kUsualLevel = 5;
+constexpr int32_t kMostLevel = 7;
 
 }  // namespace
 
 int main(int argc, char **argv) {
-    int i = 1;
-    if (i < argc && (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "-h") == 0)) {
-        print_main_usage(stdout);
-        return commctl::kOk;
+    enum { kLevel = 0x100, kJson };
+    static const option kOptions[] = {
+        {"help", no_argument, nullptr, 'h'},    {"version", no_argument, nullptr, 'V'},
+        {"verbose", no_argument, nullptr, 'v'}, {"level", required_argument, nullptr, kLevel},
+        {"json", no_argument, nullptr, kJson},  {nullptr, 0, nullptr, 0},
+    };
+    // Quiet unless asked: the library would print at level 5 from the start.
+    int32_t level = 0;
+    opterr = 0;
+    int opt = 0;
+    // '+': the first operand (the command) ends commctl's own options.
+    while ((opt = getopt_long(argc, argv, "+:hVv", kOptions, nullptr)) != -1) {
+        switch (opt) {
+            case 'h':
+                print_main_usage(stdout);
+                return commctl::kOk;
+            case 'V':
+                printf("commctl (libcomm) %s\n", COMM_VERSION_STRING);
+                return commctl::kOk;
+            case 'v':
+                level = level < kUsualLevel ? kUsualLevel : (level < kMostLevel ? level + 1 : level);
+                break;
+            case kLevel:
+                if (!commctl::parse_i32(optarg, level))
+                    return commctl::usage_error("--level wants a number, not '%s'", optarg);
+                break;
+            case kJson:
+                commctl::set_json_wanted(true);
+                break;
+            case ':':
+                return commctl::usage_error("%s wants a value", argv[optind - 1]);
+            default:
+                if (optopt != 0)
+                    return commctl::usage_error("unknown option '-%c' (commctl --help lists them)", optopt);
+                return commctl::usage_error("unknown option '%s' (commctl --help lists them)",
+                                            argv[optind - 1]);
+        }
     }
-    if (i + 1 < argc && strcmp(argv[i], "--level") == 0) {
-        int32_t level = 0;
-        if (!commctl::parse_i32(argv[i + 1], level))
-            return commctl::usage_error("--level wants a number, not '%s'", argv[i + 1]);
-        Zev_Comm_SetPrintLev(level);
-        i += 2;
-    }
-    if (i >= argc) {
+    Zev_Comm_SetPrintLev(level);
+    if (optind >= argc) {
         print_main_usage(stderr);
         return commctl::kUsage;
     }
-    const char *name = argv[i];
-    for (commctl::Command *c = commctl::registry(); c != nullptr; c = c->next) {
-        if (strcmp(c->name, name) != 0) continue;
-        commctl::Args args(argv + i + 1, static_cast<size_t>(argc - i - 1));
+    const char *name = argv[optind];
+    if (const commctl::Command *c = comm::registry::find<commctl::Command>(name)) {
+        commctl::Args args(argv + optind + 1, static_cast<size_t>(argc - optind - 1));
         if (commctl::wants_help(args)) {
             fputs(c->usage, stdout);
             return commctl::kOk;

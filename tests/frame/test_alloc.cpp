@@ -1,0 +1,200 @@
+// Heap use of the exported calls once warm: the calling thread's
+// allocations are counted by hooks in the test program (the sanitizers'
+// malloc hooks, or malloc and friends interposed over the C library's).
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "../media/media_test.hpp"
+#include "capture.hpp"
+#include "comm_clock.h"
+#include "comm_datetime.h"
+#include "comm_digest.h"
+#include "comm_file.h"
+#include "comm_log.h"
+#include "comm_mp3.h"
+#include "comm_queue.h"
+#include "comm_ringbuffer.h"
+#include "comm_sys.h"
+#include "tempdir.hpp"
+
+namespace {
+
+struct Count {
+    long allocs = 0;
+    long frees = 0;
+};
+thread_local Count t_count;
+thread_local bool t_counting = false;
+
+void note_alloc(const void *p) {
+    if (t_counting && p != nullptr) ++t_count.allocs;
+}
+void note_free(const void *p) {
+    if (t_counting && p != nullptr) ++t_count.frees;
+}
+
+}  // namespace
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void *, size_t),
+                                                         void (*)(const volatile void *));
+namespace {
+void on_malloc(const volatile void *p, size_t) { note_alloc(const_cast<const void *>(p)); }
+void on_free(const volatile void *p) { note_free(const_cast<const void *>(p)); }
+[[maybe_unused]] const int kHooks = __sanitizer_install_malloc_and_free_hooks(on_malloc, on_free);
+}  // namespace
+#else
+extern "C" {
+void *__libc_malloc(size_t);
+void *__libc_calloc(size_t, size_t);
+void *__libc_realloc(void *, size_t);
+void *__libc_memalign(size_t, size_t);
+void __libc_free(void *);
+
+void *malloc(size_t n) {
+    void *p = __libc_malloc(n);
+    note_alloc(p);
+    return p;
+}
+void *calloc(size_t n, size_t size) {
+    void *p = __libc_calloc(n, size);
+    note_alloc(p);
+    return p;
+}
+void *realloc(void *old, size_t n) {
+    void *p = __libc_realloc(old, n);
+    if (p != old) {
+        note_free(old);
+        note_alloc(p);
+    }
+    return p;
+}
+int posix_memalign(void **out, size_t align, size_t n) {
+    void *p = __libc_memalign(align, n);
+    if (p == nullptr) return ENOMEM;
+    note_alloc(p);
+    *out = p;
+    return 0;
+}
+void free(void *p) {
+    note_free(p);
+    __libc_free(p);
+}
+}
+#endif
+
+namespace {
+
+enum class Heap { None, Balanced };
+
+// One warm-up call, then the counted one.
+Count counted(const std::function<void()> &fn) {
+    fn();
+    t_count = {};
+    t_counting = true;
+    fn();
+    t_counting = false;
+    return t_count;
+}
+
+TEST(Alloc, CallsOnceWarm) {
+    unsetenv("TZ");  // as on the camera: the zone from the zone file
+    tzset();
+    testsupport::TempDir dir;
+    const std::string mp3 = dir / "in.mp3", text = dir / "text";
+    ASSERT_TRUE(testsupport::write_file(mp3, testsupport::silent_frames(10, false)));
+    ASSERT_TRUE(testsupport::write_file(text, "key=value\n"));
+    std::vector<unsigned char> big(1 << 16, 0x5A), pcm(10 * 2304);
+    unsigned char digest[16];
+    char buf[128];
+    MD5Context ctx;
+    void *ring = RingBuffer_create("alloc", 8192);
+    void *queue = Zev_Queue_Create(32, 8);
+    hiSYSTEM_TM_S tm{};
+    const struct {
+        const char *name;
+        std::function<void()> call;
+        Heap heap;
+    } cases[] = {
+        {"printed log line", [] { ZEV_COMM_ERR("%s %d\n", "x", 1); }, Heap::None},
+        {"silenced log line", [] { ZEV_COMM_VVV("%s %d\n", "x", 1); }, Heap::None},
+        {"ZevSysRtcTime", [] { (void)ZevSysRtcTime(); }, Heap::None},
+        {"ZevSysFormatRtcTime", [&] { (void)ZevSysFormatRtcTime(buf); }, Heap::None},
+        {"boot clocks", [] { (void)(Zev_Comm_GetBootMs() + Zev_Comm_GetBoot100Ms() + Zev_GetSysBootSec()); },
+         Heap::None},
+        {"dir_md5_digest", [&] { dir_md5_digest(digest, big.data(), static_cast<uint32_t>(big.size())); },
+         Heap::None},
+        {"dir_md5_string", [&] { dir_md5_string(buf, big.data(), 100); }, Heap::None},
+        {"MD5 streaming",
+         [&] {
+             MD5Init(&ctx);
+             MD5Update(&ctx, big.data(), 1000);
+             MD5FinalString(buf, &ctx);
+         },
+         Heap::None},
+        {"Zev_Comm_CheckCrc8", [&] { (void)Zev_Comm_CheckCrc8(big.data(), 4096, 0); }, Heap::None},
+        {"Zev_Mp3Decode",
+         [&] { (void)Zev_Mp3Decode(mp3.c_str(), pcm.data(), static_cast<int32_t>(pcm.size())); }, Heap::None},
+        {"ring transfers",
+         [&] {
+             (void)RingBuffer_StrIn(ring, big.data(), 4096);
+             (void)RingBuffer_StrOut(ring, pcm.data(), 4096);
+             (void)RingBuffer_In(ring, 1);
+             (void)RingBuffer_Out(ring, pcm.data());
+         },
+         Heap::None},
+        {"queue transfers",
+         [&] {
+             (void)Zev_Queue_Push(queue, big.data());
+             (void)Zev_Queue_Pop(queue, pcm.data());
+         },
+         Heap::None},
+        {"Zev_Comm_GetLocalTime", [&] { (void)Zev_Comm_GetLocalTime(&tm); }, Heap::Balanced},
+        {"file chores",
+         [&] {
+             (void)Zev_Comm_WriteFile(text.c_str(), "key=value\n", 10);
+             (void)Zev_Comm_ReadFile(text.c_str(), buf, sizeof buf);
+             (void)Zev_Comm_GetFileSize(text.c_str());
+         },
+         Heap::Balanced},
+        {"Zev_Comm_Cmd", [&] { (void)Zev_Comm_Cmd("echo hi", buf, sizeof buf); }, Heap::Balanced},
+        {"ring and queue lives",
+         [] {
+             RingBuffer_destroy(RingBuffer_create("life", 64));
+             Zev_Queue_Destroy(Zev_Queue_Create(16, 4));
+         },
+         Heap::Balanced},
+    };
+    std::vector<std::string> found;
+    (void)testsupport::capture_stdout([&] {
+        for (const auto &c : cases) {
+            const Count n = counted(c.call);
+            if (c.heap == Heap::None && n.allocs != 0)
+                found.push_back(std::string(c.name) + ": " + std::to_string(n.allocs) + " allocations");
+            if (n.allocs != n.frees)
+                found.push_back(std::string(c.name) + ": " + std::to_string(n.allocs) + " allocations, " +
+                                std::to_string(n.frees) + " frees");
+        }
+    });
+    EXPECT_EQ(found, std::vector<std::string>{});
+    // The owners keep what they allocate until their destroy call.
+    const Count made = counted([] { RingBuffer_destroy(nullptr); });
+    EXPECT_EQ(made.allocs, 0);
+    t_count = {};
+    t_counting = true;
+    void *owned = Zev_Queue_Create(16, 4);
+    t_counting = false;
+    EXPECT_GT(t_count.allocs, t_count.frees) << "the queue holds its memory";
+    Zev_Queue_Destroy(owned);
+    RingBuffer_destroy(ring);
+    Zev_Queue_Destroy(queue);
+    setenv("TZ", "UTC0", 1);
+    tzset();
+}
+
+}  // namespace
