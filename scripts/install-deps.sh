@@ -11,6 +11,7 @@ PACKAGES=(
   libssl-dev libmpg123-dev lame
   util-linux procps dos2unix valgrind
   help2man python3 clang-format-14
+  qemu-system-arm cpio kmod fdisk bc
 )
 
 missing=()
@@ -20,10 +21,15 @@ done
 # npm fetches the MP3 frame decoder; machines that already have a Node.js
 # of their own keep it.
 command -v npm >/dev/null 2>&1 || missing+=(npm)
-[ ${#missing[@]} -eq 0 ] && exit 0
+# The kernel lab downloads armhf packages (the kernel, busybox) with apt.
+armhf_known=1
+dpkg --print-foreign-architectures | grep -qx armhf || armhf_known=0
+[ ${#missing[@]} -eq 0 ] && [ $armhf_known = 1 ] && exit 0
 
 SUDO=""
 [ "$(id -u)" -ne 0 ] && SUDO="sudo"
 export DEBIAN_FRONTEND=noninteractive
+[ $armhf_known = 1 ] || $SUDO dpkg --add-architecture armhf
 $SUDO apt-get update -qq
+[ ${#missing[@]} -eq 0 ] && exit 0
 $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"

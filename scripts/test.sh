@@ -63,6 +63,9 @@ step "armhf: consumer project under qemu-arm, packages (armhf)"
 bash scripts/check-install.sh consumer build/armhf armhf
 bash scripts/check-install.sh packages build/armhf armhf
 
+step "kernel lab: the armhf library on Debian's armmp kernel under qemu"
+bash scripts/kernel-lab.sh
+
 step "fuzz: every target for 5 s, two at a time (clang, the library instrumented)"
 bash scripts/fuzz.sh 5 2
 

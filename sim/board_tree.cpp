@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "board_sysfs.h"
+#include "gpio_lines.h"
 
 namespace comm::sim {
 
@@ -94,13 +95,29 @@ std::string first_word(const std::string &text) {
 
 }  // namespace
 
+// A line keeps its direction and level while it is not exported, as the
+// chip's registers do: unexport puts them aside, export brings them back.
+namespace {
+std::string kept_line(const std::string &gpio_dir, int pin) {
+    return gpio_dir + "/../../../gpio-lines/" + std::to_string(pin);
+}
+
+std::string kept_line_of(const std::string &pin_dir) {
+    const size_t slash = pin_dir.rfind('/');
+    return kept_line(pin_dir.substr(0, slash), atoi(pin_dir.c_str() + slash + 5));
+}
+}  // namespace
+
 void gpio_export(const std::string &gpio_dir, const std::string &text) {
     int pin = 0;
-    if (!parse_pin(text, pin)) return;
+    if (!parse_pin(text, pin) || pin >= COMM_GPIO_LINE_COUNT) return;
     const std::string dir = gpio_dir + "/gpio" + std::to_string(pin);
     if (exists(dir)) return;
-    write_text(dir + "/" COMM_GPIO_DIRECTION, "in\n");
-    write_text(dir + "/" COMM_GPIO_VALUE, "0\n");
+    const std::string kept = kept_line(gpio_dir, pin);
+    const std::string direction = read_text(kept + "/" COMM_GPIO_DIRECTION), value = read_text(kept + "/" COMM_GPIO_VALUE);
+    write_text(dir + "/" COMM_GPIO_DIRECTION, direction.empty() ? "in\n" : direction);
+    write_text(dir + "/" COMM_GPIO_VALUE, value.empty() ? "0\n" : value);
+    if (value.empty()) write_text(kept + "/" COMM_GPIO_VALUE, "0\n");
     write_text(dir + "/active_low", "0\n");
     write_text(dir + "/edge", "none\n");
 }
@@ -108,7 +125,12 @@ void gpio_export(const std::string &gpio_dir, const std::string &text) {
 void gpio_unexport(const std::string &gpio_dir, const std::string &text) {
     int pin = 0;
     if (!parse_pin(text, pin)) return;
-    remove_tree(gpio_dir + "/gpio" + std::to_string(pin));
+    const std::string dir = gpio_dir + "/gpio" + std::to_string(pin);
+    if (!exists(dir)) return;
+    const std::string kept = kept_line(gpio_dir, pin);
+    write_text(kept + "/direction", read_text(dir + "/direction"));
+    write_text(kept + "/value", read_text(dir + "/value"));
+    remove_tree(dir);
 }
 
 void gpio_normalise_direction(const std::string &pin_dir) {
@@ -117,15 +139,22 @@ void gpio_normalise_direction(const std::string &pin_dir) {
     if (word == "in" || word == "out") {
         write_text(direction, word + "\n");
     } else if (word == "high" || word == "low") {
-        write_text(direction, "out\n");
+        write_text(pin_dir + "/" COMM_GPIO_DIRECTION, "out\n");
         write_text(pin_dir + "/" COMM_GPIO_VALUE, word == "high" ? "1\n" : "0\n");
+        write_text(kept_line_of(pin_dir) + "/" COMM_GPIO_VALUE, word == "high" ? "1\n" : "0\n");
     }
 }
 
+// The kernel refuses a value written to an input: the level stays.
 void gpio_normalise_value(const std::string &pin_dir) {
-    const std::string value = pin_dir + "/" COMM_GPIO_VALUE;
-    const std::string word = first_word(read_text(value));
-    write_text(value, (!word.empty() && atoi(word.c_str()) != 0) ? "1\n" : "0\n");
+    const std::string kept = kept_line_of(pin_dir) + "/" COMM_GPIO_VALUE;
+    std::string value = read_text(kept);
+    if (first_word(read_text(pin_dir + "/" COMM_GPIO_DIRECTION)) != "in" || value.empty()) {
+        const std::string word = first_word(read_text(pin_dir + "/" COMM_GPIO_VALUE));
+        value = (!word.empty() && atoi(word.c_str()) != 0) ? "1\n" : "0\n";
+    }
+    write_text(pin_dir + "/" COMM_GPIO_VALUE, value);
+    write_text(kept, value);
 }
 
 }  // namespace comm::sim

@@ -189,4 +189,26 @@ TEST(Crc8, AgreesWithTheReferenceAtEveryLengthAndAlignment) {
     }
 }
 
+// Long inputs run as two halves joined by a shift: lengths just under, at
+// and past the length where the halves start, odd and even round counts,
+// tails of 0..31 bytes, unaligned starts, and every start value.
+TEST(Crc8, TwoHalvesAgreeWithTheReference) {
+    const Bytes data = pattern(70000, 88172645u);
+    const struct {
+        size_t offset, length;
+    } cases[] = {
+        {0, 255},       {0, 256},       {1, 256},   {3, 257},        {0, 271},
+        {5, 287},       {0, 288},       {7, 319},   {2, 320},        {0, 4096},
+        {1, 4096 + 31}, {3, 4096 + 16}, {0, 65536}, {6, 65536 + 17}, {1, 69999},
+    };
+    for (const auto &c : cases) {
+        const unsigned char *p = data.data() + c.offset;
+        for (unsigned start = 0; start < 256; start += (c.length < 1000 ? 1 : 51)) {
+            ASSERT_EQ(Zev_Comm_CheckCrc8(p, static_cast<uint32_t>(c.length), start),
+                      reference_crc(p, c.length, start))
+                << "offset " << c.offset << " length " << c.length << " start " << start;
+        }
+    }
+}
+
 }  // namespace

@@ -44,12 +44,12 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
         int status;
         std::string out;
     } steps[] = {
-        {{"gpio", "dir", "33", "out"}, 0, ""},  // each step a run of its own: the state survives
-        {{"gpio", "set", "33", "1"}, 0, ""},
-        {{"gpio", "get", "33"}, 0, "1\n"},     {{"gpio", "set", "33", "0"}, 0, ""},
-        {{"gpio", "get", "33"}, 0, "0\n"},     {{"gpio", "dir", "33", "high"}, 0, ""},
-        {{"gpio", "get", "33"}, 0, "1\n"},     {{"gpio", "unexport", "33"}, 0, ""},
-        {{"gpio", "get", "33"}, 1, ""},
+        {{"gpio", "set", "33", "1"}, 0, ""},  // an input refuses the value
+        {{"gpio", "get", "33"}, 0, "0\n"},      {{"gpio", "dir", "33", "out"}, 0, ""},
+        {{"gpio", "set", "33", "1"}, 0, ""},    {{"gpio", "get", "33"}, 0, "1\n"},
+        {{"gpio", "set", "33", "0"}, 0, ""},    {{"gpio", "get", "33"}, 0, "0\n"},
+        {{"gpio", "dir", "33", "high"}, 0, ""}, {{"gpio", "get", "33"}, 0, "1\n"},
+        {{"gpio", "unexport", "33"}, 0, ""},    {{"gpio", "get", "33"}, 1, ""},
     };
     for (const auto &s : steps) {
         r = commctl(s.args);
@@ -65,6 +65,14 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
     EXPECT_EQ(testsupport::summarise(r.out),
               std::vector<std::string>{"DBG Zev_Comm_Gpio_SetDirection :fail direction[high] gpio[33]\n"});
     EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "");
+
+    // The line keeps its direction and level while unexported; 64 is beyond
+    // the board's lines, and the kernel's refusal goes unseen.
+    ASSERT_EQ(commctl({"gpio", "export", "33"}).status, 0);
+    EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "out\n");
+    EXPECT_EQ(commctl({"gpio", "get", "33"}).out, "1\n");
+    EXPECT_EQ(commctl({"gpio", "export", "64"}).status, 0);
+    EXPECT_FALSE(testsupport::file_exists(gpio("gpio64")));
     // --reset builds the board afresh: no exported pins.
     ASSERT_EQ(commctl({"gpio", "export", "7"}).status, 0);
     r = sim({COMMCTL_EXE, "gpio", "get", "7"}, {"--reset"});
@@ -100,7 +108,7 @@ TEST_F(Boardsim, ExitStatusAndErrors) {
 TEST_F(Boardsim, CommctlListsEveryCommandOnceInNameOrder) {
     const std::string help = run({COMMCTL_EXE, "--help"}).out;
     std::vector<std::string> names;
-    std::istringstream in(help.substr(help.find("commands:\n") + 10));
+    std::istringstream in(help.substr(help.find("Commands:\n") + 10));
     for (std::string line; std::getline(in, line);) names.push_back(line.substr(2, line.find(' ', 2) - 2));
     EXPECT_TRUE(std::is_sorted(names.begin(), names.end())) << help;
     EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end()) << help;
