@@ -1,6 +1,7 @@
-// Feeds arbitrary bytes to the library's text parsers: key=value texts,
-// line values and zone texts. Under AddressSanitizer any read or write past
-// a buffer ends the run.
+// Feeds arbitrary bytes to the library's text parsers: key=value texts, as
+// strings and as files, line values and zone texts. Under AddressSanitizer
+// any read or write past a buffer ends the run; the value buffers are as
+// large as the headers promise, not larger.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -9,6 +10,7 @@
 #include "comm_datetime.h"
 #include "comm_log.h"
 #include "comm_param.h"
+#include "fake_files.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static const bool silenced = [] {
@@ -36,5 +38,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Zev_Comm_GetIntVal(line.data());
 
     Zev_Comm_TimeZone_to_Sec(text.data());
+
+    fuzz::set_file("/fuzz/param", data + 1 + key_len, size - 1 - key_len);
+    Zev_Comm_GetNumFromFileBykey("/fuzz/param", key.data(), &value);
+    std::vector<char> file_out(512);
+    Zev_Comm_GetStrFromFileBykey("/fuzz/param", key.data(), file_out.data());
     return 0;
 }

@@ -18,8 +18,9 @@
  * on x86-64, 20 KiB on 32-bit ARM): short of it, it reports no frame
  * (result 0, info zeroed, frame_bytes 0) after the same WAR line.
  *
- * Frames are decoded straight into pOut while a whole frame fits there, so
- * the PCM is not copied a second time.
+ * Layer III frames are decoded straight into pOut while a whole frame fits
+ * there, so their PCM is not copied a second time; frames of the other
+ * layers, which may write part of a frame before they fail, never are.
  */
 #ifndef COMM_MP3_H
 #define COMM_MP3_H

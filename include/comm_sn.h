@@ -39,9 +39,14 @@ COMM_BEGIN_DECLS
  * or a zero image when both score 0. Always returns 0 and sets the started
  * flag; a further call judges flash anew.
  *
- * Edge choice: a repair is written only when reloading the good copy read
- * all 1152 bytes and the image is still good; otherwise nothing is written
- * (WAR "reload of %s failed, no repair\n") and both copies stay as they are.
+ * Edge choice: a copy chosen by the table is reloaded, and a reload that
+ * reads fewer than 1152 bytes (or, for a repair, is no longer good) is tried
+ * once more. If that fails too, the bytes the copy had when it was judged go
+ * back into the image when that read was whole (WAR "reload of %s failed,
+ * kept as first read\n"), and a repair is written from them. Otherwise no
+ * repair is written, WAR "reload of %s failed, record not loaded\n", and
+ * Zev_SnManager_Update refuses every write and erase with -13 until a later
+ * start loads a record: an image that was not read whole never reaches flash.
  */
 COMM_API int32_t Zev_SnManager_Start(void);
 
@@ -71,8 +76,10 @@ COMM_API int32_t Zev_SnManager_GetData(uint32_t stType, void *DataOut, uint32_t 
  * only; the next store carries it to flash. Flash write failures do not
  * show in the result.
  *
- * Edge choice: a value longer than 48 bytes for Plain1 or Plain2 is refused
- * with -12 ("Err ret=-12"), so no write reaches past the field.
+ * Edge choices: a value longer than 48 bytes for Plain1 or Plain2 is refused
+ * with -12 ("Err ret=-12"), so no write reaches past the field. After a start
+ * that could not load the chosen copy whole (see Zev_SnManager_Start),
+ * writes and erases are refused with -13 ("Err ret=-13"); flash is untouched.
  */
 COMM_API int32_t Zev_SnManager_Update(uint32_t stType, const void *DataIn, int32_t size);
 

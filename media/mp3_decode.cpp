@@ -49,17 +49,27 @@ Mapping map_file(const char *path, UniqueFd &fd) {
     return Mapping(addr, size);
 }
 
-// Where the next frame is decoded: straight into the caller's buffer when a
-// whole frame of the largest size fits behind the total there (and the
-// place suits 16-bit samples), otherwise into the record's frame buffer,
-// from which only what fits is copied. Layer III frames write PCM only when
-// they yield samples, so nothing lands behind the result; for layers I and
-// II, which may write before they fail, the frame buffer is always used.
-mp3d_sample_t *frame_target(Mp3DecodeState &st, uint8_t *out, int32_t total, int32_t capacity, int layer) {
+// The layer of the frame the decoder takes next, as the decoder itself finds
+// it: given no PCM buffer it reads the header and returns before decoding,
+// leaving its state as the real call would find it. 0 when no frame is found.
+int next_layer(Mp3DecodeState &st) {
+    mp3dec_frame_info_t info;
+    memset(&info, 0, sizeof info);
+    (void)mp3dec_decode_frame(&st.stDecoder, st.pCur, st.iRemain, nullptr, &info);
+    return info.layer;
+}
+
+// Where the next frame is decoded: straight into the caller's buffer when it
+// is a Layer III frame, a whole frame of the largest size fits behind the
+// total there and the place suits 16-bit samples; otherwise into the
+// record's frame buffer, from which only what fits is copied. Layer III
+// frames write PCM only when they yield samples, so nothing lands behind
+// the result; layers I and II may write a granule before they fail.
+mp3d_sample_t *frame_target(Mp3DecodeState &st, uint8_t *out, int32_t total, int32_t capacity) {
     constexpr int32_t kMaxFrameBytes = MINIMP3_MAX_SAMPLES_PER_FRAME * sizeof(mp3d_sample_t);
     uint8_t *at = out + total;
     const bool aligned = reinterpret_cast<uintptr_t>(at) % alignof(mp3d_sample_t) == 0;
-    if (layer == 3 && aligned && capacity - total >= kMaxFrameBytes)
+    if (aligned && capacity - total >= kMaxFrameBytes && next_layer(st) == 3)
         return reinterpret_cast<mp3d_sample_t *>(at);
     return st.as16Pcm;
 }
@@ -68,15 +78,13 @@ mp3d_sample_t *frame_target(Mp3DecodeState &st, uint8_t *out, int32_t total, int
 // Returns the bytes written.
 int32_t decode_frames(Mp3DecodeState &st, uint8_t *out, int32_t capacity) {
     int32_t total = 0;
-    int layer = 0;  // of the last frame; unknown before the first
     for (bool first = true;; first = false) {
         mp3dec_frame_info_t info;
         memset(&info, 0, sizeof info);
-        mp3d_sample_t *pcm = frame_target(st, out, total, capacity, layer);
+        mp3d_sample_t *pcm = frame_target(st, out, total, capacity);
         st.iSamples = mp3dec_decode_frame(&st.stDecoder, st.pCur, st.iRemain, pcm, &info);
         st.iChannels = info.channels;
         st.iHz = info.hz;
-        layer = info.layer;
         const int32_t consumed = info.frame_bytes < st.iRemain ? info.frame_bytes : st.iRemain;
         st.pCur += consumed;
         st.iRemain -= consumed;

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 PACKAGES=(
-  cmake ninja-build g++ pkg-config git
+  cmake ninja-build g++ clang pkg-config git
   libgtest-dev libgmock-dev libbenchmark-dev
   umockdev libumockdev-dev
   g++-arm-linux-gnueabihf qemu-user

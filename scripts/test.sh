@@ -2,10 +2,11 @@
 # Builds and runs every test: the dev build (AddressSanitizer and
 # UndefinedBehaviorSanitizer, board tests on umockdev), the ThreadSanitizer
 # build for the threaded tests, the release build as an integrator uses it
-# (install, consumer project, packages, an offline configure), and the
-# armhf cross build under qemu-arm with its consumer and packages (its board
-# tests with umockdev for armhf, which configuring that build unpacks into
-# build/armhf/umockdev-armhf), and last the formatting check.
+# (install, consumer project, packages, an offline configure), the armhf
+# cross build under qemu-arm with its consumer and packages (its board tests
+# with umockdev for armhf, which configuring that build unpacks into
+# build/armhf/umockdev-armhf), the kernel lab, every fuzz target for a few
+# seconds with the library instrumented, and last the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -65,6 +66,9 @@ bash scripts/check-install.sh packages build/armhf armhf
 
 step "kernel lab: the armhf library on Debian's armmp kernel under qemu"
 bash scripts/kernel-lab.sh
+
+step "fuzz: every target for 5 s, two at a time (clang, the library instrumented)"
+bash scripts/fuzz.sh 5 2
 
 step "format: every C and C++ file as .clang-format makes it"
 bash scripts/check-format.sh

@@ -1,19 +1,26 @@
 // File-backed stand-in for the system's settings library.
 //
 // The file holds one "key=value" per line. A missing file reads as empty
-// settings. Writes go to a temporary file beside the real one, are synced,
-// then renamed over it, so that a crash leaves either the old or the new file.
-#include "zev_settings.h"
-
+// settings. A write takes an exclusive flock on "FILE.lock" (threads and
+// processes alike), reads the file, writes a temporary file of a unique
+// name beside it, syncs it, renames it over the file and syncs the folder,
+// so that a crash leaves either the old or the new file and no update is
+// lost to another writer. Temporary files left by a writer that was killed
+// are removed by the next write.
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include "zev_settings.h"
 
 #define SETTINGS_API extern "C" __attribute__((visibility("default")))
 
@@ -58,17 +65,69 @@ bool write_all(int fd, const std::string &data) {
     return true;
 }
 
-bool store(const char *path, const std::vector<Entry> &entries) {
+constexpr const char *kTempMark = ".tmp.";
+
+std::string folder_of(const std::string &path) {
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Held for the whole read-change-write of one set; released on close, and
+// by the kernel when the process dies.
+class WriteLock {
+public:
+    explicit WriteLock(const std::string &path)
+        : fd_(open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
+        if (fd_ >= 0 && flock(fd_, LOCK_EX) != 0) {
+            close(fd_);
+            fd_ = -1;
+        }
+    }
+    ~WriteLock() {
+        if (fd_ >= 0) close(fd_);
+    }
+    WriteLock(const WriteLock &) = delete;
+    WriteLock &operator=(const WriteLock &) = delete;
+    bool held() const { return fd_ >= 0; }
+
+private:
+    int fd_;
+};
+
+// Only writers make temporary files, and only under the lock: any found
+// while it is held were left by a writer that died.
+void remove_stale_temps(const std::string &path) {
+    const std::string folder = folder_of(path);
+    const std::string prefix = path.substr(path.rfind('/') + 1) + kTempMark;
+    DIR *dir = opendir(folder.c_str());
+    if (dir == nullptr) return;
+    while (const dirent *e = readdir(dir)) {
+        if (strncmp(e->d_name, prefix.c_str(), prefix.size()) == 0)
+            unlink((folder + "/" + e->d_name).c_str());
+    }
+    closedir(dir);
+}
+
+void sync_folder(const std::string &path) {
+    const int fd = open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return;
+    (void)fsync(fd);
+    close(fd);
+}
+
+bool store(const std::string &path, const std::vector<Entry> &entries) {
     std::string data;
     for (const Entry &e : entries) data += e.key + "=" + e.value + "\n";
-    const std::string tmp = std::string(path) + ".tmp." + std::to_string(getpid());
-    const int fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    std::string tmp = path + kTempMark + "XXXXXX";
+    const int fd = mkostemp(tmp.data(), O_CLOEXEC);
     if (fd < 0) return false;
-    const bool ok = write_all(fd, data) && fsync(fd) == 0;
-    if (close(fd) != 0 || !ok || rename(tmp.c_str(), path) != 0) {
+    const bool ok = fchmod(fd, 0644) == 0 && write_all(fd, data) && fsync(fd) == 0;
+    if (close(fd) != 0 || !ok || rename(tmp.c_str(), path.c_str()) != 0) {
         unlink(tmp.c_str());
         return false;
     }
+    sync_folder(path);
     return true;
 }
 
@@ -95,9 +154,11 @@ SETTINGS_API int Zev_Settings_CompStr(const char *a, const char *b) {
 SETTINGS_API int Zev_Settings_Set(const char *key, const char *value) {
     const char *path = settings_path();
     if (key == nullptr || value == nullptr || path == nullptr || *key == '\0' ||
-        strchr(key, '=') != nullptr || strpbrk(key, "\r\n") != nullptr ||
-        strpbrk(value, "\r\n") != nullptr)
+        strchr(key, '=') != nullptr || strpbrk(key, "\r\n") != nullptr || strpbrk(value, "\r\n") != nullptr)
         return -1;
+    const WriteLock lock(path);
+    if (!lock.held()) return -1;
+    remove_stale_temps(path);
     std::vector<Entry> entries = load(path);
     bool found = false;
     for (Entry &e : entries) {

@@ -20,7 +20,12 @@ int Zev_Settings_CompStr(const char *a, const char *b);
 
 /* Stores value under key, replacing the settings file atomically. 0 on
  * success, -1 when there is no settings file name or the file cannot be
- * written (the old file then stays as it was). */
+ * written (the old file then stays as it was). Threads and processes may
+ * set at once: writers take turns on an flock of "FILE.lock" (made beside
+ * the file and left there), each writes a temporary file of its own name,
+ * and the file and its folder are synced after the rename. A writer killed
+ * midway leaves the old file whole; its temporary file is removed by the
+ * next set. */
 int Zev_Settings_Set(const char *key, const char *value);
 
 /* Flash write protection: 2 and 4 lift it for the first and second identity

@@ -23,7 +23,9 @@ namespace {
 const char kHwclock[] = R"SH(#!/bin/sh
 # The simulated board's hardware clock (boardsim): an offset from the PC's
 # clock, as the system clock is. The PC's own clocks are never touched.
-dir='@DIR@'
+# The clock folder is the one above this script's bin folder: found from the
+# script's own path, so that no path is ever pasted into this text.
+dir=$(cd -- "$(dirname -- "$0")/.." && pwd) || exit 1
 save() { cat "$dir/$1" > "$dir/$2.new.$$" && mv -f "$dir/$2.new.$$" "$dir/$2"; }
 case "${1:---show}" in
   )SH" COMM_HWCLOCK_FROM_SYSTEM R"SH(|-w) save system hardware ;;
@@ -74,13 +76,17 @@ bool clock_attach(Board &board) {
         return false;
     }
     const std::string dir = clock_dir(board);
+    // PATH cannot name a folder with a colon: the PC's own hwclock would be
+    // found instead of the board's.
+    if (dir.find(':') != std::string::npos) {
+        fprintf(stderr, "boardsim: the state folder's path may not contain ':'\n");
+        return false;
+    }
     // State folders from before the clock existed get one that runs with the PC's.
     if (!exists(dir + "/system") && !write_text(dir + "/system", "0 0\n")) return false;
     if (!exists(dir + "/hardware") && !write_text(dir + "/hardware", "0 0\n")) return false;
-    std::string script = kHwclock;
-    script.replace(script.find("@DIR@"), 5, dir);
     const std::string hwclock = dir + "/bin/hwclock";
-    if (!write_text(hwclock, script) || chmod(hwclock.c_str(), 0755) != 0) return false;
+    if (!write_text(hwclock, kHwclock) || chmod(hwclock.c_str(), 0755) != 0) return false;
     std::string search = dir;
     search += "/bin";
     if (const char *path = getenv("PATH"); path != nullptr && *path != '\0') {

@@ -17,7 +17,12 @@ namespace {
 
 thread_local bool t_busy = false;
 
-// The folder of the board's device tree that boardsim exported.
+const CloseReaction *reaction_for(const std::string &path) {
+    return registry::find_if<CloseReaction>([&](const CloseReaction &r) { return r.matches(path); });
+}
+
+}  // namespace
+
 const char *board_root() {
     const char *root = getenv("BOARDSIM_ROOT");
     return (root != nullptr && *root != '\0') ? root : nullptr;
@@ -31,12 +36,6 @@ std::string fd_path(int fd) {
     if (n <= 0) return {};
     return std::string(target, static_cast<size_t>(n));
 }
-
-const CloseReaction *reaction_for(const std::string &path) {
-    return registry::find_if<CloseReaction>([&](const CloseReaction &r) { return r.matches(path); });
-}
-
-}  // namespace
 
 bool ends_with(const std::string &s, const char *suffix) {
     const size_t n = strlen(suffix);

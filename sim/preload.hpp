@@ -18,6 +18,11 @@ struct CloseReaction {
 #define BOARDSIM_CLOSE_REACTION(ident, matches, react) \
     COMM_REGISTER(::comm::sim::CloseReaction, ident##_reaction, #ident, matches, react)
 
+// The folder of the board's device tree that boardsim exported, or null.
+const char *board_root();
+// The real path behind a descriptor, or empty.
+std::string fd_path(int fd);
+
 bool ends_with(const std::string &s, const char *suffix);
 std::string parent_dir(const std::string &path);
 

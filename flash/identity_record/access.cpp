@@ -91,8 +91,15 @@ int32_t store_record() {
     return 0;
 }
 
+// An image that was not read whole must never reach flash: it would go over
+// both copies, good fields and all.
+int32_t refusal() {
+    if (!started()) return kNotStarted;
+    return loaded() ? 0 : kNotLoaded;
+}
+
 int32_t write_field(uint32_t stType, const unsigned char *in, int32_t size) {
-    if (!started()) return fail(kNotStarted);
+    if (const int32_t r = refusal(); r != 0) return fail(r);
     if (size < 0 || is_empty(in, static_cast<size_t>(size))) return fail(kBadValue);
     const WriteRule *rule = first_chosen(kWriteOrder, stType);
     if (rule == nullptr) return unchanged(stType);
@@ -106,7 +113,7 @@ int32_t write_field(uint32_t stType, const unsigned char *in, int32_t size) {
 }
 
 int32_t erase_field(uint32_t stType) {
-    if (!started()) return fail(kNotStarted);
+    if (const int32_t r = refusal(); r != 0) return fail(r);
     const WriteRule *rule = first_chosen(kWriteOrder, stType);
     if (rule == nullptr) return unchanged(stType);
     const Field &f = *rule->field;

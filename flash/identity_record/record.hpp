@@ -11,5 +11,9 @@ unsigned char *image();
 // The started flag: set by the first start and never cleared.
 bool started();
 void set_started();
+// Whether the image holds what the last start chose, read whole from flash
+// (or zeroed because neither copy had data). Updates are refused otherwise.
+bool loaded();
+void set_loaded(bool whole);
 
 }  // namespace comm::sn

@@ -24,6 +24,7 @@ constexpr const char *kSecondKey = "MTD_PART_SN_BACKUP";
 constexpr int32_t kNotStarted = -10;
 constexpr int32_t kBadValue = -11;  // a negative size, or only 0x00 and 0xFF bytes
 constexpr int32_t kPlainTooLong = -12;
+constexpr int32_t kNotLoaded = -13;  // the last start could not load a record whole
 
 constexpr size_t kNoSlot = static_cast<size_t>(-1);
 

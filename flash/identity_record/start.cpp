@@ -20,11 +20,12 @@ enum class Copy { first, second };
 
 const char *key_of(Copy c) { return c == Copy::first ? kFirstKey : kSecondKey; }
 
-// Reads a copy into the image as it stands; the read's own result is
-// returned for the repair check only.
-int32_t read_copy(Copy c) { return Zev_MtdMgr_Read(key_of(c), 0, image(), kRecordSize); }
+// Reads a copy into the image as it stands; true when all of it arrived.
+bool read_copy(Copy c) {
+    return Zev_MtdMgr_Read(key_of(c), 0, image(), kRecordSize) == static_cast<int32_t>(kRecordSize);
+}
 
-int32_t load_copy(Copy c) {
+bool load_copy(Copy c) {
     memset(image(), 0, kRecordSize);
     return read_copy(c);
 }
@@ -47,40 +48,66 @@ void write_copy(Copy target) {
     (void)Zev_Settings_UnProtect(kProtect);
 }
 
-// Loads the good copy and writes it over the other one. Only an image that
-// was read whole and is still good goes to flash: a failed reload must not
-// put zeros (or half a record) over the damaged copy.
-void repair(Copy good, Copy target) {
-    const int32_t got = load_copy(good);
-    if (got != static_cast<int32_t>(kRecordSize) || is_empty(image(), kRecordSize) ||
-        !record_digest_matches(image())) {
-        ZEV_COMM_LOG_AS(WAR, "Zev_SnManager_Start", "reload of %s failed, no repair\n", key_of(good));
-        return;
+// Both copies as they were judged, and whether each was read whole (the
+// second copy's read lands on the first one's bytes, as the image does).
+struct Judged {
+    unsigned char bytes[2][kRecordSize];
+    bool whole[2];
+};
+
+// Loads the copy the decision table chose. A reload that comes back short,
+// fails, or (for a repair) is no longer good is tried once more; after that
+// the bytes the copy had when it was judged go back into the image, if that
+// read was whole. Without them the image is not a record that was read:
+// false, and updates are refused until a later start loads one.
+bool load_chosen(Copy c, const Judged &judged, bool must_be_good) {
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        if (load_copy(c) && (!must_be_good || value_of(image()).verdict == Verdict::good)) return true;
     }
-    write_copy(target);
+    const int i = c == Copy::first ? 0 : 1;
+    if (!judged.whole[i]) {
+        ZEV_COMM_LOG_AS(WAR, "Zev_SnManager_Start", "reload of %s failed, record not loaded\n", key_of(c));
+        return false;
+    }
+    ZEV_COMM_LOG_AS(WAR, "Zev_SnManager_Start", "reload of %s failed, kept as first read\n", key_of(c));
+    memcpy(image(), judged.bytes[i], kRecordSize);
+    return true;
 }
 
-void decide(int first, int second) {
+// Only an image that was read whole and judged good goes over the other copy.
+bool repair(Copy good, Copy target, const Judged &judged) {
+    if (!load_chosen(good, judged, true)) return false;
+    write_copy(target);
+    return true;
+}
+
+// Acts on the decision table; false when the chosen copy could not be loaded.
+bool decide(int first, int second, const Judged &judged) {
     if (first == kGoodCopy && second == kGoodCopy) {
         ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start", "all ok!\n");
-    } else if (first == kGoodCopy) {
+        return true;
+    }
+    if (first == kGoodCopy) {
         ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start", "backup MTD_PART_SN to MTD_PART_SN_BACKUP\n");
-        repair(Copy::first, Copy::second);
-    } else if (second == kGoodCopy) {
+        return repair(Copy::first, Copy::second, judged);
+    }
+    if (second == kGoodCopy) {
         ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start", "backup MTD_PART_SN_BACKUP to MTD_PART_SN\n");
-        repair(Copy::second, Copy::first);
-    } else if (first == 0 && second == 0) {
+        return repair(Copy::second, Copy::first, judged);
+    }
+    if (first == 0 && second == 0) {
         ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start", "no any data!\n");
         memset(image(), 0, kRecordSize);
-    } else if (first > second) {
+        return true;
+    }
+    if (first > second) {
         ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start",
                         "all error, but bMTD_PART_SN_Score > bMTD_PART_SN_BACKUP_Score!\n");
-        (void)load_copy(Copy::first);
-    } else {
-        ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start",
-                        "all error, but bMTD_PART_SN_BACKUP_Score > bMTD_PART_SN_Score!\n");
-        (void)load_copy(Copy::second);
+        return load_chosen(Copy::first, judged, false);
     }
+    ZEV_COMM_LOG_AS(DBG, "Zev_SnManager_Start",
+                    "all error, but bMTD_PART_SN_BACKUP_Score > bMTD_PART_SN_Score!\n");
+    return load_chosen(Copy::second, judged, false);
 }
 
 }  // namespace
@@ -91,13 +118,17 @@ extern "C" {
 COMM_API int32_t Zev_SnManager_Start(void) {
     using namespace comm::sn;
     ZEV_COMM_DBG("enter\n");
-    (void)load_copy(Copy::first);
+    Judged judged;
+    judged.whole[0] = load_copy(Copy::first);
+    memcpy(judged.bytes[0], image(), kRecordSize);
     const int first = value_of_image(Copy::first);
     // The second copy lands on what the first left in the image: a failed
     // read judges the first copy's bytes a second time.
-    (void)read_copy(Copy::second);
+    judged.whole[1] =
+        read_copy(Copy::second) || (judged.whole[0] && memcmp(image(), judged.bytes[0], kRecordSize) == 0);
+    memcpy(judged.bytes[1], image(), kRecordSize);
     const int second = value_of_image(Copy::second);
-    decide(first, second);
+    set_loaded(decide(first, second, judged));
     set_started();
     return 0;
 }

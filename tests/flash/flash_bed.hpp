@@ -45,18 +45,19 @@ public:
         auto *handler =
             static_cast<UMockdevIoctlBase *>(g_object_new(umockdev_ioctl_base_get_type(), nullptr));
         if (!umockdev_testbed_attach_ioctl(bed_.get(), node(index).c_str(), handler, nullptr)) abort();
-        devices_.push_back(std::make_unique<Device>(Device{index, handler, 0}));
+        devices_.push_back(std::make_unique<Device>(Device{index, handler, {}}));
         g_signal_connect(handler, "handle-read", G_CALLBACK(on_read), devices_.back().get());
     }
     void remove_device(int index) {
         umockdev_testbed_detach_ioctl(bed_.get(), node(index).c_str(), nullptr);
         bed_.remove(node(index));
     }
-    // Makes the n-th read from now on (counted from 1) of the device fail
-    // with EIO; 0 lets every read through.
-    void fail_read(int index, int n) {
+    // Makes reads number `from` to `from + count - 1` from now on (counted
+    // from 1) of the device fail: with EIO, or, when `short_len` is not 0, by
+    // handing over only the first `short_len` bytes at `offset`.
+    void fail_reads(int index, int from, int count = 1, size_t short_len = 0, uint32_t offset = 0) {
         for (auto &d : devices_) {
-            if (d->index == index) d->reads_until_failure = n;
+            if (d->index == index) d->plan = {0, from, count, short_len, offset, image_path(index)};
         }
     }
     Bytes image(int index) const { return text(bed_.read(node(index))); }
@@ -86,17 +87,36 @@ public:
     }
 
 private:
+    struct ReadPlan {
+        int seen, from, count;
+        size_t short_len;
+        uint32_t offset;
+        std::string image;
+    };
     struct Device {
         int index;
         UMockdevIoctlBase *handler;
-        int reads_until_failure;
+        ReadPlan plan;
     };
     static std::string node(int index) { return "/dev/mtdblock" + std::to_string(index); }
-    // Runs on the testbed's ioctl thread for each read of a device.
+    // Runs on the testbed's ioctl thread for each read of a device; reads
+    // outside the plan go to the image.
     static gboolean on_read(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer data) {
-        auto *dev = static_cast<Device *>(data);
-        if (dev->reads_until_failure == 0 || --dev->reads_until_failure != 0) return FALSE;
-        umockdev_ioctl_client_complete(client, -1, EIO);
+        ReadPlan &p = static_cast<Device *>(data)->plan;
+        ++p.seen;
+        if (p.from == 0 || p.seen < p.from || p.seen >= p.from + p.count) return FALSE;
+        if (p.short_len == 0) {
+            umockdev_ioctl_client_complete(client, -1, EIO);
+            return TRUE;
+        }
+        UMockdevIoctlData *buf = umockdev_ioctl_client_get_arg(client);
+        FILE *f = fopen(p.image.c_str(), "rb");
+        const bool ok = f != nullptr && buf->data_len >= static_cast<int>(p.short_len) &&
+                        fseek(f, p.offset, SEEK_SET) == 0 &&
+                        fread(buf->data, 1, p.short_len, f) == p.short_len;
+        if (f != nullptr) fclose(f);
+        if (!ok) abort();
+        umockdev_ioctl_client_complete(client, static_cast<glong>(p.short_len), 0);
         return TRUE;
     }
     Testbed bed_;

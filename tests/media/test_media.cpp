@@ -121,6 +121,41 @@ TEST_F(Mp3, ExactByteCountsCutsAndGarbage) {
         ASSERT_EQ(decode(file(ten), 3).first, 3);  // closed and unmapped after a cut
 }
 
+// Mixed layers and rates: whether a frame is decoded straight into pOut must
+// follow the frame decoded next, not the one before. A Layer II frame that
+// runs out of bits in its first granule has already made 384 samples; none
+// of them may land behind the result, at an even or an odd address.
+TEST_F(Mp3, NothingBehindTheResultAcrossLayersAndRates) {
+    const auto frames = [](const char *header, size_t size, char fill, size_t n) {
+        std::string s;
+        for (size_t i = 0; i < n; ++i) s += std::string(header, 4) + std::string(size - 4, fill);
+        return s;
+    };
+    const std::string l2_cut = frames("\xFF\xFD\x74\xC0", 336, '\xFF', 3),  // 112 kbit/s, 48 kHz
+        l3_32k = frames("\xFF\xFB\x98\xC0", 576, '\0', 12);                 // 128 kbit/s, 32 kHz
+    const std::pair<std::string, int32_t> streams[] = {
+        {silent_frames(12, false) + l2_cut, 11 * kMono},
+        {silent_frames(12, true) + l2_cut, 22 * kMono},
+        {silent_frames(12, false) + l3_32k + l2_cut, 22 * kMono},  // a frame lost at each change
+        {l3_32k + silent_frames(12, true) + l2_cut, 11 * kMono + 22 * kMono},
+        {l2_cut, 0},
+    };
+    constexpr int32_t kCapacity = 1 << 17;
+    std::vector<unsigned char> buf(kCapacity + 1);
+    Zev_Comm_SetPrintLev(0);
+    for (const auto &[stream, want] : streams) {
+        const std::string path = file(stream);
+        for (size_t at : {0, 1}) {
+            std::fill(buf.begin(), buf.end(), kUntouched);
+            const int32_t got = Zev_Mp3Decode(path.c_str(), buf.data() + at, kCapacity);
+            EXPECT_EQ(got, want) << stream.size() << " at " << at;
+            const auto behind = buf.begin() + static_cast<long>(at) + std::max(got, 0);
+            EXPECT_EQ(std::count(behind, buf.end(), kUntouched), buf.end() - behind)
+                << stream.size() << " at " << at;
+        }
+    }
+}
+
 // On threads made by the library, a stack too small for the decoder gives 0,
 // a WAR line with the room and the need, and nothing written; a big enough
 // one decodes as the main thread does. The same for minimp3's frame decoder,

@@ -122,6 +122,50 @@ TEST_F(Boardsim, ProgramsSeeTheBoardNotTheMachine) {
     EXPECT_EQ(r.out, "export\nunexport\n" + state_.path() + "/settings.conf\n");
 }
 
+// The state path reaches the board's hwclock as data: quotes, blanks and $
+// in it neither break the script nor run anything. A colon, which PATH
+// cannot hold, is refused before any program runs.
+TEST_F(Boardsim, HwclockTakesAnyStatePath) {
+    const std::string odd = state_ / "it's a \"$HOME\" dir'; touch escaped; '";
+    const auto hwclock = [&](const std::string &state) {
+        return run({BOARDSIM_EXE, "--state", state, "--", "/bin/sh", "-c",
+                    "cd \"$1\" && hwclock --systohc && hwclock --show", "sh", state_.path()},
+                   {"ZEV_SETTINGS_FILE="});
+    };
+    RunResult r = hwclock(odd);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out.size(), sizeof "2031-05-06 07:08:09") << r.out;
+    EXPECT_FALSE(testsupport::file_exists(state_ / "escaped"));
+    EXPECT_TRUE(testsupport::file_exists(odd + "/board/clock/hardware"));
+    r = hwclock(state_ / "a:b");
+    EXPECT_NE(r.status, 0);
+    EXPECT_EQ(r.out, "");
+    EXPECT_NE(r.err.find("may not contain ':'"), std::string::npos) << r.err;
+}
+
+// /dev/mtdblockN answers as the kernel's block driver does: a read returns
+// what exists, a write is cut at the end and fails there with ENOSPC, the
+// image never grows, and no count, however large, brings boardsim down.
+TEST_F(Boardsim, FlashBlockTransfersStayInTheImage) {
+    const struct {
+        const char *transfer, *result;
+    } rows[] = {
+        {"r:80000000:0", "32768 0"}, {"r:ffffffff:10", "32752 0"}, {"r:10:8000", "0 0"}, {"w:10:7ff8", "8 0"},
+        {"w:80000000:0", "32768 0"}, {"w:10:8000", "-1 28"},       {"r:0:0", "0 0"},     {"w:0:0", "0 0"},
+    };
+    std::vector<std::string> program = {RAW_TRANSFER_EXE, "/dev/mtdblock3"};
+    std::string want;
+    for (const auto &row : rows) {
+        program.push_back(row.transfer);
+        want += std::string(row.result) + "\n";
+    }
+    const RunResult r = sim(program);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, want);
+    EXPECT_EQ(r.err, "");  // no warnings for empty transfers
+    EXPECT_EQ(testsupport::read_file(state_ / "board/dev/mtdblock3").size(), 0x8000u);
+}
+
 TEST_F(Boardsim, CommctlUsage) {
     const struct {
         std::vector<std::string> args;
