@@ -123,7 +123,8 @@ public:
         for (const Run &r : runs) {
             const std::string name = r.run_name.str();
             const bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
-            const bool single = r.run_type == Run::RT_Iteration && r.iterations > 0 && medians_.count(name) == 0;
+            const bool single =
+                r.run_type == Run::RT_Iteration && r.iterations > 0 && medians_.count(name) == 0;
             if (!median && !single) continue;
             if (median) medians_[name] = true;
             ns_[name] = r.GetAdjustedRealTime();

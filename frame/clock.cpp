@@ -1,9 +1,8 @@
 // Boot-relative and wall clocks.
-#include "comm_clock.h"
-
 #include <cstdio>
 #include <ctime>
 
+#include "comm_clock.h"
 #include "frame/local_time.hpp"
 #include "frame/monotonic.hpp"
 

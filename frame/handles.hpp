@@ -2,10 +2,11 @@
 // through these so that no early return leaves anything open.
 #pragma once
 
-#include <cstddef>
-#include <cstdio>
 #include <sys/mman.h>
 #include <unistd.h>
+
+#include <cstddef>
+#include <cstdio>
 
 namespace comm {
 

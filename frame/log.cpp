@@ -1,9 +1,8 @@
 // The log line's own pieces: running time, time text, print level, dumps.
-#include "comm_log.h"
-
 #include <cstring>
 #include <ctime>
 
+#include "comm_log.h"
 #include "frame/local_time.hpp"
 #include "frame/monotonic.hpp"
 

@@ -129,7 +129,8 @@ __attribute__((noinline)) static int32_t decode_file(const char *path, void *pOu
 
 COMM_API int32_t Zev_Mp3Decode(const char *path, void *pOut, int32_t iCapacity) {
     if (path == nullptr || pOut == nullptr || iCapacity <= 0) return 0;
-    if (!comm::decode_stack_room_ok(comm::kDecodeStackNeed, "Zev_Mp3Decode")) return 0;  // refused, not overrun
+    if (!comm::decode_stack_room_ok(comm::kDecodeStackNeed, "Zev_Mp3Decode"))
+        return 0;  // refused, not overrun
     return decode_file(path, pOut, iCapacity);
 }
 

@@ -114,7 +114,8 @@ void gpio_export(const std::string &gpio_dir, const std::string &text) {
     const std::string dir = gpio_dir + "/gpio" + std::to_string(pin);
     if (exists(dir)) return;
     const std::string kept = kept_line(gpio_dir, pin);
-    const std::string direction = read_text(kept + "/" COMM_GPIO_DIRECTION), value = read_text(kept + "/" COMM_GPIO_VALUE);
+    const std::string direction = read_text(kept + "/" COMM_GPIO_DIRECTION),
+                      value = read_text(kept + "/" COMM_GPIO_VALUE);
     write_text(dir + "/" COMM_GPIO_DIRECTION, direction.empty() ? "in\n" : direction);
     write_text(dir + "/" COMM_GPIO_VALUE, value.empty() ? "0\n" : value);
     if (value.empty()) write_text(kept + "/" COMM_GPIO_VALUE, "0\n");

@@ -19,8 +19,7 @@
 
 #define LED_GPIO 33
 
-static int blink_record_led(int times)
-{
+static int blink_record_led(int times) {
     char dir[4] = "out";
     int i;
 
@@ -61,13 +60,9 @@ typedef struct {
     int iBytesOk;
 } PIPE_S;
 
-static uint8_t telemetry_byte(int i)
-{
-    return (uint8_t)('A' + i % 26);
-}
+static uint8_t telemetry_byte(int i) { return (uint8_t)('A' + i % 26); }
 
-static void fill_frame(FRAME_S *pstFrame, uint32_t u32Seq)
-{
+static void fill_frame(FRAME_S *pstFrame, uint32_t u32Seq) {
     memset(pstFrame, 0, sizeof *pstFrame);
     pstFrame->u32Seq = u32Seq;
     pstFrame->u32Size = 1000 + u32Seq;
@@ -76,8 +71,7 @@ static void fill_frame(FRAME_S *pstFrame, uint32_t u32Seq)
 
 /* One producer: only it raises the queue's count and the ring's data size,
  * so room it has seen stays there and no push or store falls short. */
-static void *produce(void *arg)
-{
+static void *produce(void *arg) {
     PIPE_S *pstPipe = (PIPE_S *)arg;
     uint8_t au8Chunk[TELEMETRY_CHUNK];
     FRAME_S stFrame;
@@ -102,8 +96,7 @@ static void *produce(void *arg)
 }
 
 /* One consumer: only it lowers the counts, so what it has seen is there. */
-static void *consume(void *arg)
-{
+static void *consume(void *arg) {
     PIPE_S *pstPipe = (PIPE_S *)arg;
     uint8_t au8Chunk[TELEMETRY_CHUNK];
     FRAME_S stFrame, stWant;
@@ -137,8 +130,7 @@ static void *consume(void *arg)
     return NULL;
 }
 
-static int pass_frames_between_threads(void)
-{
+static int pass_frames_between_threads(void) {
     PIPE_S stPipe;
     pthread_t producer, consumer;
 
@@ -162,8 +154,7 @@ static int pass_frames_between_threads(void)
     return 0;
 }
 
-int main(void)
-{
+int main(void) {
     char stamp[16];
 
     ZEV_COMM_INF("dashcam demo starting, print level %d\n", Zev_Comm_GetPrintLev());

@@ -25,7 +25,9 @@ using testsupport::IoctlCall;
 namespace {
 
 using Lines = std::vector<std::string>;
-Lines logged(const std::function<void()> &fn) { return testsupport::summarise(testsupport::capture_stdout(fn)); }
+Lines logged(const std::function<void()> &fn) {
+    return testsupport::summarise(testsupport::capture_stdout(fn));
+}
 
 const std::string kCmdLine = "console=ttyS0,115200 rootfs=squashfs mtdparts=nor:ft=TEMq\n";
 const std::string kTemp = "/sys/devices/virtual/mstar/msys/TEMP_R";
@@ -36,7 +38,8 @@ const std::string kPmu = "/dev/ip_6303";
 class Board : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        if (testsupport::Testbed::available()) (bed_ = new testsupport::Testbed)->write("/proc/cmdline", kCmdLine);
+        if (testsupport::Testbed::available())
+            (bed_ = new testsupport::Testbed)->write("/proc/cmdline", kCmdLine);
     }
     static void TearDownTestSuite() { driver_.reset(), delete bed_; }
     void SetUp() override {
@@ -44,7 +47,8 @@ protected:
         Zev_Comm_SetPrintLev(7);
     }
     static testsupport::IoctlDevice &driver() {
-        return driver_ ? *driver_ : *(driver_ = std::make_unique<testsupport::IoctlDevice>(bed_->get(), kPmu));
+        return driver_ ? *driver_
+                       : *(driver_ = std::make_unique<testsupport::IoctlDevice>(bed_->get(), kPmu));
     }
     static inline testsupport::Testbed *bed_ = nullptr;
     static inline std::unique_ptr<testsupport::IoctlDevice> driver_;
@@ -56,12 +60,19 @@ TEST_F(Board, CommandLineIsAPlainSubstringTest) {
               (Lines{"WAR Zev_Comm_CheckCmdLime :cmdline[rootfs=]: " + kCmdLine,
                      "VER Zev_Comm_CheckCmdLime :get cmdline: rootfs=squashfs mtdparts=nor:ft=TEMq\n"}));
     EXPECT_EQ(r, 1);
-    EXPECT_EQ(logged([&] { r = Zev_Comm_IsTempTestMode(); }), Lines{}) << "whoever asks next, the WAR line is gone";
+    EXPECT_EQ(logged([&] { r = Zev_Comm_IsTempTestMode(); }), Lines{})
+        << "whoever asks next, the WAR line is gone";
     EXPECT_EQ(r, 0);
-    // The file or a folder in its place (opens, gives no byte), the needle, the result (and as many VER lines).
-    for (const auto &[readable, needle, result] : {std::tuple{true, "ttyS0,1152", 1}, {true, "ft=TEMP", 0}, {true, "", 1},
-                                                   {true, "\n", 1}, {true, "CONSOLE", 0}, {false, "", 1},
-                                                   {false, "console", 0}, {false, " ", 0}}) {
+    // The file or a folder in its place (opens, gives no byte), the needle, the result (and as many VER
+    // lines).
+    for (const auto &[readable, needle, result] : {std::tuple{true, "ttyS0,1152", 1},
+                                                   {true, "ft=TEMP", 0},
+                                                   {true, "", 1},
+                                                   {true, "\n", 1},
+                                                   {true, "CONSOLE", 0},
+                                                   {false, "", 1},
+                                                   {false, "console", 0},
+                                                   {false, " ", 0}}) {
         ASSERT_TRUE(bed_->remove("/proc/cmdline") &&
                     (readable ? bed_->write("/proc/cmdline", kCmdLine) : bed_->mkdir("/proc/cmdline")));
         EXPECT_EQ(logged([&, needle = needle] { r = Zev_Comm_CheckCmdLime(needle); }).size(), size_t(result));
@@ -75,9 +86,15 @@ TEST_F(Board, CommandLineIsAPlainSubstringTest) {
 TEST_F(Board, CpuTemperatureFromTheOverrideOrTheAttribute) {
     const std::string p = "Temperature ";  // 12 bytes ahead of the number; 30 bytes are read
     // The attribute, the override (0 for none), the result.
-    for (const auto &[text, set, result] : {std::tuple{p + "45\n", 50, 50}, {p + "45\n", -20, -20}, {p + "45\n", 1, 1},
-                                            {p + "45\n", 0, 45}, {p + "-3\n", 0, -3}, {p, 0, 0}, {"short\n", 0, 0},
-                                            {"", 0, 0}, {"CPU temp is 71 C\n", 0, 71},
+    for (const auto &[text, set, result] : {std::tuple{p + "45\n", 50, 50},
+                                            {p + "45\n", -20, -20},
+                                            {p + "45\n", 1, 1},
+                                            {p + "45\n", 0, 45},
+                                            {p + "-3\n", 0, -3},
+                                            {p, 0, 0},
+                                            {"short\n", 0, 0},
+                                            {"", 0, 0},
+                                            {"CPU temp is 71 C\n", 0, 71},
                                             {p + std::string(17, ' ') + "78", 0, 7}}) {
         ASSERT_TRUE(bed_->write(kTemp, text));
         EXPECT_EQ(logged([set = set] { Zev_Comm_SetCpuTemp(set); }),
@@ -93,11 +110,13 @@ TEST_F(Board, TouchIgnoreWritesTheInterruptSwitch) {
     for (const auto &[flag, written] : {std::pair{1, "0"}, {0, "1"}, {-1, "0"}, {256, "0"}}) {
         ASSERT_TRUE(bed_->write(kTouch, ""));
         const std::string f = "DBG Zev_Comm_SetTouchIgnore :bIgnore=" + std::to_string(flag);
-        EXPECT_EQ(logged([flag = flag] { Zev_Comm_SetTouchIgnore(flag); }), (Lines{f + " in\n", f + " out\n"}));
+        EXPECT_EQ(logged([flag = flag] { Zev_Comm_SetTouchIgnore(flag); }),
+                  (Lines{f + " in\n", f + " out\n"}));
         EXPECT_EQ(bed_->read(kTouch), written) << flag;
     }
     ASSERT_TRUE(bed_->remove("/sys/class/i2c-dev"));  // no switch: no line out, nothing made
-    EXPECT_EQ(logged([] { Zev_Comm_SetTouchIgnore(1); }), Lines{"DBG Zev_Comm_SetTouchIgnore :bIgnore=1 in\n"});
+    EXPECT_EQ(logged([] { Zev_Comm_SetTouchIgnore(1); }),
+              Lines{"DBG Zev_Comm_SetTouchIgnore :bIgnore=1 in\n"});
     EXPECT_FALSE(bed_->exists(kTouch));
 }
 
@@ -105,7 +124,10 @@ TEST_F(Board, UsbSwitchDrivesPin33Inverted) {
     const std::string on("1\0\0\0", 4), off("0\0\0\0", 4);
     // Flag, value and export there, result (only the value's step reaches the caller), value written.
     for (const auto &[flag, value_there, export_there, result, value] :
-         {std::tuple{0, true, true, 0, on}, {1, true, true, 0, off}, {-1, true, true, 0, off}, {0, true, false, 0, on},
+         {std::tuple{0, true, true, 0, on},
+          {1, true, true, 0, off},
+          {-1, true, true, 0, off},
+          {0, true, false, 0, on},
           {1, false, true, -1, std::string()}}) {
         ASSERT_TRUE(bed_->remove(kGpio + "export") && bed_->remove(kGpio + "gpio33/value") &&
                     (!export_there || bed_->write(kGpio + "export", "")) &&
@@ -114,8 +136,10 @@ TEST_F(Board, UsbSwitchDrivesPin33Inverted) {
         int32_t r = 9;
         logged([&, flag = flag] { r = Zev_Comm_UsbSwitcher(flag); });
         EXPECT_EQ(r, result) << flag;
-        EXPECT_EQ(bed_->read(kGpio + "gpio33/value") + bed_->read(kGpio + "gpio33/direction"), value + std::string("out\0", 4));
-        EXPECT_EQ(bed_->read(kGpio + "export"), export_there ? std::string("33\0\0", 4) : "") << "on every call";
+        EXPECT_EQ(bed_->read(kGpio + "gpio33/value") + bed_->read(kGpio + "gpio33/direction"),
+                  value + std::string("out\0", 4));
+        EXPECT_EQ(bed_->read(kGpio + "export"), export_there ? std::string("33\0\0", 4) : "")
+            << "on every call";
     }
 }
 
@@ -126,9 +150,11 @@ TEST_F(Board, ConsoleRedirectionOnAMockedTerminal) {
     tty.answer([](unsigned long, int32_t) { return IoctlAnswer{-1, EPERM, 0}; });  // refused: the same lines
     // Standard output is captured into a file here: no terminal name.
     EXPECT_EQ(logged([] { Zev_Change_Console("/dev/ttyS9"); }),
-              (Lines{"WAR Zev_Change_Console : get ttyname error \n", "DBG Zev_Change_Console :conlose change to /dev/ttyS9\n"}));
+              (Lines{"WAR Zev_Change_Console : get ttyname error \n",
+                     "DBG Zev_Change_Console :conlose change to /dev/ttyS9\n"}));
     EXPECT_EQ(tty.calls(), (std::vector<IoctlCall>{{kTiocCons, 0}}));
-    EXPECT_EQ(logged([] { Zev_Change_Console("/dev/ttyNONE"); }), Lines{"WAR Zev_Change_Console : get ttyname error \n"});
+    EXPECT_EQ(logged([] { Zev_Change_Console("/dev/ttyNONE"); }),
+              Lines{"WAR Zev_Change_Console : get ttyname error \n"});
 }
 
 // Each PMU operation: its request and the word it must carry, the result
@@ -152,12 +178,15 @@ const Op kOps[] = {
     {OP(Zev_Pmu_SetCap, ()), 0x40044D87, 240, 0, 200, 200, "WAR Zev_Pmu_SetCap ::200 mA\n"},
     {OP(Zev_Pmu_GetVoltage, (-9)), 0x40044D85, 0, 0, 12345, 12345, "WAR Zev_Pmu_GetVoltage :12345 mv\n"},
     {OP(Zev_Pmu_GetVoltage, (0)), 0x40044D85, 0, 0, 12345, 12345, "VER Zev_Pmu_GetVoltage :12345 mv\n"},
-    {OP(Zev_Pmu_SetChargeCurrent, (INT32_MIN)), 0x40044D84, INT32_MIN, 0, 800, 800, "VER Zev_Pmu_SetChargeCurrent :800 mA\n"},
+    {OP(Zev_Pmu_SetChargeCurrent, (INT32_MIN)), 0x40044D84, INT32_MIN, 0, 800, 800,
+     "VER Zev_Pmu_SetChargeCurrent :800 mA\n"},
     {OP(Zev_Pmu_GetChargeCurrent, ()), 0x40044D86, 0, 0, 450, 450, "VER Zev_Pmu_GetChargeCurrent :450 mA\n"},
-    {OP(Zev_Pmu_GetNtcTemperature, ()), 0x80044D83, 0, 0, -12, -12, "VER Zev_Pmu_GetNtcTemperature :-12 du\n"},
+    {OP(Zev_Pmu_GetNtcTemperature, ()), 0x80044D83, 0, 0, -12, -12,
+     "VER Zev_Pmu_GetNtcTemperature :-12 du\n"},
     {OP(Zev_Pmu_PowerOff, (-7)), 0x40044D91, -7, 0, 77, 77, ""},
     {OP(Zev_Pmu_SetPowerOffTimeOut, (-1)), 0x40044D92, -1, 0, 55, 0, ""},
-    {OP(Zev_Pmu_IsPowerKeyPressed, ()), 0x80044D94, 0, 0, 2, 2, "VER Zev_Pmu_IsPowerKeyPressed :pwrkey:DOWN\n"},
+    {OP(Zev_Pmu_IsPowerKeyPressed, ()), 0x80044D94, 0, 0, 2, 2,
+     "VER Zev_Pmu_IsPowerKeyPressed :pwrkey:DOWN\n"},
     {OP(Zev_Pmu_IsPowerKeyPressed, ()), 0x80044D94, 0, 0, 0, 0, "VER Zev_Pmu_IsPowerKeyPressed :pwrkey:UP\n"},
     {OP(Zev_Pmu_GetSDInsterStat, ()), 0x80044D95, 0, 0, 1, 1, "VER Zev_Pmu_GetSDInsterStat :SD_In:1\n"},
 };
@@ -165,9 +194,10 @@ const Op kOps[] = {
 TEST_F(Board, PmuWithoutTheDeviceEveryOperationFallsBack) {
     for (const Op &op : kOps) {
         int32_t r = -99;
-        EXPECT_EQ(logged([&] { r = op.call(); }),
-                  (Lines{"ERR ZevPmuInit :/dev/ip_6303 not exist\n", "ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
-                         "ERR " + op.name + " :pmu not initialized, please initialized first\n"}));
+        EXPECT_EQ(
+            logged([&] { r = op.call(); }),
+            (Lines{"ERR ZevPmuInit :/dev/ip_6303 not exist\n", "ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
+                   "ERR " + op.name + " :pmu not initialized, please initialized first\n"}));
         EXPECT_EQ(r, op.no_device) << op.name;
     }
     ASSERT_TRUE(bed_->mkdir(kPmu));  // there, but cannot be opened: no first line
@@ -187,7 +217,8 @@ TEST_F(Board, PmuDeviceThatComesLateIsOpenedByTheNextCallAndKept) {
     close(STDIN_FILENO);
     EXPECT_EQ(Zev_Pmu_IsDcIn(), 1);
     char target[256] = {};
-    EXPECT_TRUE(readlink("/proc/self/fd/0", target, sizeof target - 1) > 0 && strstr(target, "ip_6303")) << target;
+    EXPECT_TRUE(readlink("/proc/self/fd/0", target, sizeof target - 1) > 0 && strstr(target, "ip_6303"))
+        << target;
     EXPECT_EQ(logged([] { EXPECT_EQ(Zev_Pmu_IsAccOn(), 1); }), Lines{});
     const int probe_before = dup(0);  // kept open: further calls open nothing new
     close(probe_before);
@@ -209,7 +240,8 @@ TEST_F(Board, PmuFailedRequestThenASucceedingOneOnTheSameDescriptor) {
         dev.answer([word = op.driver_word](unsigned long, int32_t) { return IoctlAnswer{0, 0, word}; });
         EXPECT_EQ(logged([&] { r = op.call(); }), op.line.empty() ? Lines{} : Lines{op.line});
         EXPECT_EQ(r, op.result) << op.name;
-        EXPECT_EQ(dev.calls(), (std::vector<IoctlCall>{{op.request, op.word_in}, {op.request, op.word_in}})) << op.name;
+        EXPECT_EQ(dev.calls(), (std::vector<IoctlCall>{{op.request, op.word_in}, {op.request, op.word_in}}))
+            << op.name;
     }
 }
 

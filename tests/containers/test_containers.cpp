@@ -25,7 +25,9 @@ namespace {
 
 using Lines = std::vector<std::string>;
 using Bytes = std::vector<uint8_t>;
-Lines logged(const std::function<void()> &fn) { return testsupport::summarise(testsupport::capture_stdout(fn)); }
+Lines logged(const std::function<void()> &fn) {
+    return testsupport::summarise(testsupport::capture_stdout(fn));
+}
 
 // While a Spy lives, the calls below are counted and usleep runs the hook
 // instead of sleeping (the test playing the peer that frees room or brings data).
@@ -38,8 +40,12 @@ struct Spy {
     std::function<void(int)> hook;
 };
 #define REAL(fn) static const auto real = reinterpret_cast<decltype(&fn)>(dlsym(RTLD_NEXT, #fn))
-#define COUNTED(fn, field, params, args) \
-    extern "C" int fn params { REAL(fn); if (Spy::g_spy != nullptr) ++Spy::g_spy->field; return real args; }
+#define COUNTED(fn, field, params, args)                \
+    extern "C" int fn params {                          \
+        REAL(fn);                                       \
+        if (Spy::g_spy != nullptr) ++Spy::g_spy->field; \
+        return real args;                               \
+    }
 
 // For creation when memory runs out, the allocator below: inside a window the
 // n-th allocation fails and blocks are counted in and out; all goes on to the
@@ -69,7 +75,10 @@ ALLOCATOR_CODE bool resolve() {
 }
 
 ALLOCATOR_CODE bool fail_now() { return g_armed && ++g_calls == g_fail_at; }
-ALLOCATOR_CODE void *track(void *p) { g_live += g_armed && p != nullptr; return p; }
+ALLOCATOR_CODE void *track(void *p) {
+    g_live += g_armed && p != nullptr;
+    return p;
+}
 
 }  // namespace
 
@@ -103,7 +112,8 @@ namespace {
 
 std::string full_line(const std::string &name) { return "DDD RingBuffer_In :" + name + ":full\n"; }
 std::string empty_line(const std::string &name) { return "VVV RingBuffer_Out :" + name + ":empty\n"; }
-const std::string kFull = "ERR Zev_Queue_Push :queue is full!\n", kEmpty = "ERR Zev_Queue_Pop :queue is empity!\n";
+const std::string kFull = "ERR Zev_Queue_Push :queue is full!\n",
+                  kEmpty = "ERR Zev_Queue_Pop :queue is empity!\n";
 
 Bytes pattern(int n, int seed) {
     Bytes b(static_cast<size_t>(std::max(n, 0)));
@@ -115,10 +125,14 @@ class Containers : public ::testing::Test {
 protected:
     void SetUp() override { Zev_Comm_SetPrintLev(7); }
     void TearDown() override { RingBuffer_destroy(ring_), drop_queue(), Zev_Comm_SetPrintLev(5); }
-    void ring(int capacity, const char *name = "rb") { RingBuffer_destroy(ring_), ring_ = RingBuffer_create(name, capacity); }
+    void ring(int capacity, const char *name = "rb") {
+        RingBuffer_destroy(ring_), ring_ = RingBuffer_create(name, capacity);
+    }
     void queue(uint32_t elem_size, int capacity) { drop_queue(), q_ = Zev_Queue_Create(elem_size, capacity); }
     void drop_queue() { q_ != nullptr ? Zev_Queue_Destroy(q_) : void(); }
-    void fill(const Bytes &bytes) { for (uint8_t b : bytes) RingBuffer_In(ring_, b); }
+    void fill(const Bytes &bytes) {
+        for (uint8_t b : bytes) RingBuffer_In(ring_, b);
+    }
     void *ring_ = nullptr;
     void *q_ = nullptr;
 };
@@ -137,7 +151,8 @@ TEST_F(Containers, RingAtEveryPositionFillAndLength) {
                     for (int len = 0; len <= cap; ++len) {
                         RingBuffer_Clean(ring_);
                         Bytes expect = pattern(pre, 100), out(static_cast<size_t>(cap + 1), 0xCC);
-                        for (int i = 0; i < at; ++i) RingBuffer_In(ring_, 0xCC), RingBuffer_Out(ring_, out.data());
+                        for (int i = 0; i < at; ++i)
+                            RingBuffer_In(ring_, 0xCC), RingBuffer_Out(ring_, out.data());
                         fill(expect);
                         const Bytes in = pattern(len, len);
                         const int stored = std::min(len, cap - 1 - pre), n = pre + stored;
@@ -148,8 +163,10 @@ TEST_F(Containers, RingAtEveryPositionFillAndLength) {
                         lines.push_back(empty_line("rb"));
                         expect.insert(expect.end(), in.begin(), in.begin() + stored);
                         expect.resize(out.size(), 0xCC);
-                        const std::string key = "\n" + std::to_string(at) + "/" + std::to_string(pre) + "/" + std::to_string(len);
-                        for (int v : {r_in, full, size, r_out, RingBuffer_isEmpty(ring_)}) got += " " + std::to_string(v);
+                        const std::string key =
+                            "\n" + std::to_string(at) + "/" + std::to_string(pre) + "/" + std::to_string(len);
+                        for (int v : {r_in, full, size, r_out, RingBuffer_isEmpty(ring_)})
+                            got += " " + std::to_string(v);
                         for (int v : {stored, n == cap - 1 ? 1 : 0, n, n, 1}) want += " " + std::to_string(v);
                         got += key + std::string(out.begin(), out.end());
                         want += key + std::string(expect.begin(), expect.end());
@@ -169,14 +186,22 @@ TEST_F(Containers, ResultLocksSignalsAndLinesPerCall) {
     // what, ring bytes before (of 8), call, result, locks, signals, log lines,
     // ring bytes after; the queue holds one element of 4 bytes
     const std::tuple<const char *, int, std::function<int()>, int, int, int, std::string, int> cases[] = {
-        {"StrIn null, 0", 3, [&] { return RingBuffer_StrIn(ring_, nullptr, 4) + RingBuffer_StrIn(ring_, b, 0); }, 0, 0, 0, "", 3},
-        {"StrOut null, 0", 3, [&] { return RingBuffer_StrOut(ring_, nullptr, 4) + RingBuffer_StrOut(ring_, b, 0); }, 0, 0, 0, "", 3},
-        {"StrInWait null, 0", 3, [&] { return RingBuffer_StrInWait(ring_, nullptr, 4, 3) + RingBuffer_StrInWait(ring_, b, 0, 3); }, 0, 0, 0, "", 3},
-        {"StrOutWait null, 0", 3, [&] { return RingBuffer_StrOutWait(ring_, nullptr, 4, 3) + RingBuffer_StrOutWait(ring_, b, 0, 3); }, 0, 0, 0, "", 3},
+        {"StrIn null, 0", 3,
+         [&] { return RingBuffer_StrIn(ring_, nullptr, 4) + RingBuffer_StrIn(ring_, b, 0); }, 0, 0, 0, "", 3},
+        {"StrOut null, 0", 3,
+         [&] { return RingBuffer_StrOut(ring_, nullptr, 4) + RingBuffer_StrOut(ring_, b, 0); }, 0, 0, 0, "",
+         3},
+        {"StrInWait null, 0", 3,
+         [&] { return RingBuffer_StrInWait(ring_, nullptr, 4, 3) + RingBuffer_StrInWait(ring_, b, 0, 3); }, 0,
+         0, 0, "", 3},
+        {"StrOutWait null, 0", 3,
+         [&] { return RingBuffer_StrOutWait(ring_, nullptr, 4, 3) + RingBuffer_StrOutWait(ring_, b, 0, 3); },
+         0, 0, 0, "", 3},
         // A negative length is locked, moves nothing and comes back.
         {"StrIn -1", 3, [&] { return RingBuffer_StrIn(ring_, b, -1); }, -1, 1, 1, "", 3},
         {"StrOut -5", 3, [&] { return RingBuffer_StrOut(ring_, b, -5); }, -5, 1, 0, "", 3},
-        {"StrInWait min", 3, [&] { return RingBuffer_StrInWait(ring_, b, INT32_MIN, 3); }, INT32_MIN, 1, 1, "", 3},
+        {"StrInWait min", 3, [&] { return RingBuffer_StrInWait(ring_, b, INT32_MIN, 3); }, INT32_MIN, 1, 1,
+         "", 3},
         {"StrOutWait -2", 3, [&] { return RingBuffer_StrOutWait(ring_, b, -2, 3); }, -2, 1, 0, "", 3},
         {"StrIn", 0, [&] { return RingBuffer_StrIn(ring_, b, 3); }, 3, 1, 1, "", 3},
         {"StrIn full", 7, [&] { return RingBuffer_StrIn(ring_, b, 3); }, 0, 1, 1, full, 7},
@@ -185,32 +210,46 @@ TEST_F(Containers, ResultLocksSignalsAndLinesPerCall) {
         {"StrInWait", 0, [&] { return RingBuffer_StrInWait(ring_, b, 3, 2); }, 3, 1, 1, "", 3},
         {"StrInWait full", 7, [&] { return RingBuffer_StrInWait(ring_, b, 3, 2); }, 0, 1, 1, full + full, 7},
         {"StrOutWait", 5, [&] { return RingBuffer_StrOutWait(ring_, b, 3, 2); }, 3, 1, 0, "", 2},
-        {"StrOutWait empty", 0, [&] { return RingBuffer_StrOutWait(ring_, b, 3, 2); }, 0, 1, 0, empty + empty, 0},
-        {"Clean, isEmpty", 5, [&] { return RingBuffer_Clean(ring_) * 10 + RingBuffer_isEmpty(ring_); }, 11, 1, 0, "", 0},
-        {"In, isFull", 6, [&] { return RingBuffer_In(ring_, 1) * 10 + RingBuffer_isFull(ring_); }, 11, 0, 0, "", 7},
+        {"StrOutWait empty", 0, [&] { return RingBuffer_StrOutWait(ring_, b, 3, 2); }, 0, 1, 0, empty + empty,
+         0},
+        {"Clean, isEmpty", 5, [&] { return RingBuffer_Clean(ring_) * 10 + RingBuffer_isEmpty(ring_); }, 11, 1,
+         0, "", 0},
+        {"In, isFull", 6, [&] { return RingBuffer_In(ring_, 1) * 10 + RingBuffer_isFull(ring_); }, 11, 0, 0,
+         "", 7},
         {"In full", 7, [&] { return RingBuffer_In(ring_, 1); }, 0, 0, 0, full, 7},
-        {"Out", 5, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 117, 0, 0, "", 4},  // the first byte
-        {"Out empty", 0, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 7, 0, 0, empty, 0},  // left alone
+        {"Out", 5, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 117, 0, 0, "",
+         4},  // the first byte
+        {"Out empty", 0, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 7, 0, 0, empty,
+         0},  // left alone
         {"ring destroy", 0, [&] { return RingBuffer_destroy(ring_), ring_ = nullptr, 0; }, 0, 0, 1, "", 0},
         {"queue push", 0, [&] { return Zev_Queue_Push(q_, b) * 10 + Zev_Queue_GetLen(q_); }, 1, 1, 0, "", 0},
-        {"queue push to full", 0, [&] { return Zev_Queue_Push(q_, b) + Zev_Queue_Push(q_, b); }, -2, 2, 0, kFull, 0},
+        {"queue push to full", 0, [&] { return Zev_Queue_Push(q_, b) + Zev_Queue_Push(q_, b); }, -2, 2, 0,
+         kFull, 0},
         {"queue pop", 0, [&] { return Zev_Queue_Push(q_, b) + Zev_Queue_Pop(q_, b); }, 0, 2, 0, "", 0},
         // Without an element a push takes its slot as it is and a pop drops one.
-        {"queue null elements", 0, [&] {
+        {"queue null elements", 0,
+         [&] {
              uint32_t v = 0x11223344, w = 0;
-             Zev_Queue_Push(q_, &v), Zev_Queue_Pop(q_, &w), Zev_Queue_Push(q_, nullptr), Zev_Queue_Pop(q_, &w);
-             return Zev_Queue_Push(q_, nullptr) + Zev_Queue_Pop(q_, nullptr) + Zev_Queue_GetLen(q_) + (w == v);
-         }, 1, 6, 0, "", 0},
-        {"queue clear", 0, [&] { return Zev_Queue_Push(q_, b), Zev_Queue_Clear(q_), Zev_Queue_GetLen(q_); }, 0, 2, 0, "", 0},
+             Zev_Queue_Push(q_, &v), Zev_Queue_Pop(q_, &w), Zev_Queue_Push(q_, nullptr),
+                 Zev_Queue_Pop(q_, &w);
+             return Zev_Queue_Push(q_, nullptr) + Zev_Queue_Pop(q_, nullptr) + Zev_Queue_GetLen(q_) +
+                    (w == v);
+         },
+         1, 6, 0, "", 0},
+        {"queue clear", 0, [&] { return Zev_Queue_Push(q_, b), Zev_Queue_Clear(q_), Zev_Queue_GetLen(q_); },
+         0, 2, 0, "", 0},
         {"queue pop empty", 0, [&] { return Zev_Queue_Pop(q_, b); }, -2, 1, 0, kEmpty, 0},
         {"queue destroy", 0, [&] { return Zev_Queue_Destroy(q_), q_ = nullptr, 0; }, 0, 1, 0, "", 0},
-        {"null len", 0, [] { return Zev_Queue_GetLen(nullptr); }, -1, 0, 0, "ERR Zev_Queue_GetLen" + null_queue, 0},
-        {"null push", 0, [&] { return Zev_Queue_Push(nullptr, b) * 10 + Zev_Queue_Push(nullptr, nullptr); }, -11, 0, 0,
-         "ERR Zev_Queue_Push" + null_queue + "ERR Zev_Queue_Push" + null_queue, 0},
-        {"null pop", 0, [&] { return Zev_Queue_Pop(nullptr, b) * 10 + Zev_Queue_Pop(nullptr, nullptr); }, -11, 0, 0,
-         "ERR Zev_Queue_Pop" + null_queue + "ERR Zev_Queue_Pop" + null_queue, 0},
-        {"null clear", 0, [] { return Zev_Queue_Clear(nullptr), 0; }, 0, 0, 0, "ERR Zev_Queue_Clear" + null_queue, 0},
-        {"null destroy", 0, [] { return Zev_Queue_Destroy(nullptr), 0; }, 0, 0, 0, "ERR Zev_Queue_Destroy" + null_queue, 0},
+        {"null len", 0, [] { return Zev_Queue_GetLen(nullptr); }, -1, 0, 0,
+         "ERR Zev_Queue_GetLen" + null_queue, 0},
+        {"null push", 0, [&] { return Zev_Queue_Push(nullptr, b) * 10 + Zev_Queue_Push(nullptr, nullptr); },
+         -11, 0, 0, "ERR Zev_Queue_Push" + null_queue + "ERR Zev_Queue_Push" + null_queue, 0},
+        {"null pop", 0, [&] { return Zev_Queue_Pop(nullptr, b) * 10 + Zev_Queue_Pop(nullptr, nullptr); }, -11,
+         0, 0, "ERR Zev_Queue_Pop" + null_queue + "ERR Zev_Queue_Pop" + null_queue, 0},
+        {"null clear", 0, [] { return Zev_Queue_Clear(nullptr), 0; }, 0, 0, 0,
+         "ERR Zev_Queue_Clear" + null_queue, 0},
+        {"null destroy", 0, [] { return Zev_Queue_Destroy(nullptr), 0; }, 0, 0, 0,
+         "ERR Zev_Queue_Destroy" + null_queue, 0},
     };
     for (const auto &[what, before, call, result, locks, signals, lines, after] : cases) {
         ring(8);
@@ -220,9 +259,11 @@ TEST_F(Containers, ResultLocksSignalsAndLinesPerCall) {
         Spy spy;
         const Lines logged_lines = logged([&, &call = call] { r = call(); });
         EXPECT_EQ(r, result) << what;
-        EXPECT_EQ(std::vector<int>({spy.locks, spy.signals}), std::vector<int>({locks, signals})) << what << ": locks, signals";
+        EXPECT_EQ(std::vector<int>({spy.locks, spy.signals}), std::vector<int>({locks, signals}))
+            << what << ": locks, signals";
         EXPECT_EQ(std::accumulate(logged_lines.begin(), logged_lines.end(), std::string()), lines) << what;
-        EXPECT_EQ(spy.sleeps.size(), strstr(what, "Wait") != nullptr ? logged_lines.size() : 0) << what;  // one per miss
+        EXPECT_EQ(spy.sleeps.size(), strstr(what, "Wait") != nullptr ? logged_lines.size() : 0)
+            << what;  // one per miss
         EXPECT_EQ(ring_ != nullptr ? RingBuffer_GetDataSize(ring_) : 0, after) << what;
     }
     Spy spy;
@@ -256,10 +297,12 @@ TEST_F(Containers, RingWaitFormsShareOneRetryBudgetPerCall) {
     Bytes out(5, 0);
     int r = -1;
     Spy spy([&](int n) { RingBuffer_In(ring_, static_cast<uint8_t>(0x40 + n)); });
-    EXPECT_EQ(logged([&] { r = RingBuffer_StrOutWait(ring_, out.data(), 5, 3); }), Lines(3, empty_line("rb")));
+    EXPECT_EQ(logged([&] { r = RingBuffer_StrOutWait(ring_, out.data(), 5, 3); }),
+              Lines(3, empty_line("rb")));
     EXPECT_EQ(r, 2);
     EXPECT_EQ(out, (Bytes{0x41, 0x42, 0, 0, 0}));
-    EXPECT_EQ(RingBuffer_GetDataSize(ring_) * 1000 + RingBuffer_Out(ring_, out.data()) * 100 + out[0], 1167);  // 0x43
+    EXPECT_EQ(RingBuffer_GetDataSize(ring_) * 1000 + RingBuffer_Out(ring_, out.data()) * 100 + out[0],
+              1167);  // 0x43
 }
 
 TEST_F(Containers, RingCreationRefusesCapacitiesBelowOneAndCutsNamesAt31) {
@@ -270,10 +313,14 @@ TEST_F(Containers, RingCreationRefusesCapacitiesBelowOneAndCutsNamesAt31) {
         EXPECT_EQ(r, nullptr) << capacity;
     }
     const std::string n31(31, 'n'), n32 = n31 + "X";
-    for (const auto &[name, kept] : {std::pair<const char *, std::string>{"", ""}, {nullptr, ""}, {n31.c_str(), n31}, {n32.c_str(), n31}}) {
+    for (const auto &[name, kept] : {std::pair<const char *, std::string>{"", ""},
+                                     {nullptr, ""},
+                                     {n31.c_str(), n31},
+                                     {n32.c_str(), n31}}) {
         ring(1, name);
         uint8_t b = 0;
-        EXPECT_EQ(logged([&] { RingBuffer_In(ring_, 1), RingBuffer_Out(ring_, &b); }), (Lines{full_line(kept), empty_line(kept)}));
+        EXPECT_EQ(logged([&] { RingBuffer_In(ring_, 1), RingBuffer_Out(ring_, &b); }),
+                  (Lines{full_line(kept), empty_line(kept)}));
     }
 }
 
@@ -281,8 +328,14 @@ TEST_F(Containers, RingCreationRefusesCapacitiesBelowOneAndCutsNamesAt31) {
 // size exactly (none for size 0), and full and empty say so, whether an
 // element is given or not.
 TEST_F(Containers, QueueEverySlotIsUsable) {
-    for (const auto &[size, capacity] :
-         {std::pair<uint32_t, int>{4, 1}, {3, 2}, {4097, 2}, {4, 33}, {0, 2}, {16, 0}, {4, -1}, {4, INT32_MIN}}) {
+    for (const auto &[size, capacity] : {std::pair<uint32_t, int>{4, 1},
+                                         {3, 2},
+                                         {4097, 2},
+                                         {4, 33},
+                                         {0, 2},
+                                         {16, 0},
+                                         {4, -1},
+                                         {4, INT32_MIN}}) {
         queue(size, capacity);
         ASSERT_NE(q_, nullptr);
         const int slots = std::max(capacity, 0);
@@ -292,7 +345,8 @@ TEST_F(Containers, QueueEverySlotIsUsable) {
             ASSERT_EQ(Zev_Queue_Push(q_, e.data()), 0) << capacity;
         }
         int r1 = 0, r2 = 0;
-        EXPECT_EQ(logged([&] { r1 = Zev_Queue_Push(q_, e.data()), r2 = Zev_Queue_Push(q_, nullptr); }), (Lines{kFull, kFull}));
+        EXPECT_EQ(logged([&] { r1 = Zev_Queue_Push(q_, e.data()), r2 = Zev_Queue_Push(q_, nullptr); }),
+                  (Lines{kFull, kFull}));
         EXPECT_EQ(r1 * 10 + r2, -22) << capacity;
         EXPECT_EQ(Zev_Queue_GetLen(q_), slots);
         for (int i = 0; i < slots; ++i) {
@@ -301,7 +355,8 @@ TEST_F(Containers, QueueEverySlotIsUsable) {
             ASSERT_EQ(Zev_Queue_Pop(q_, out.data()), 0);
             ASSERT_EQ(out, want) << size << " " << i;
         }
-        EXPECT_EQ(logged([&] { r1 = Zev_Queue_Pop(q_, nullptr), r2 = Zev_Queue_Pop(q_, e.data()); }), (Lines{kEmpty, kEmpty}));
+        EXPECT_EQ(logged([&] { r1 = Zev_Queue_Pop(q_, nullptr), r2 = Zev_Queue_Pop(q_, e.data()); }),
+                  (Lines{kEmpty, kEmpty}));
         EXPECT_EQ(r1 * 10 + r2, -22) << capacity;
         EXPECT_EQ(Zev_Queue_GetLen(q_), 0);
     }
@@ -323,7 +378,10 @@ TEST_F(Containers, CreationFailsWholeAtEveryAllocation) {
     // what, creation, its allocations (the ring: record, data; the queue:
     // record, slot array, one per slot), the line of a failure
     const std::tuple<const char *, std::function<void *()>, int, Lines> cases[] = {
-        {"ring", [] { return RingBuffer_create("ring", 64); }, 2, {"ERR RingBuffer_create :ring:malloc fail\n"}},
+        {"ring",
+         [] { return RingBuffer_create("ring", 64); },
+         2,
+         {"ERR RingBuffer_create :ring:malloc fail\n"}},
         {"queue 64x3", [] { return Zev_Queue_Create(64, 3); }, 5, {}},
         {"queue 1x1", [] { return Zev_Queue_Create(1, 1); }, 3, {}},
         {"queue 0x2", [] { return Zev_Queue_Create(0, 2); }, 4, {}},

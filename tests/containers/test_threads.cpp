@@ -20,12 +20,24 @@ namespace {
 
 constexpr int kTotal = 1000000;
 [[maybe_unused]] const bool kQuiet = (Zev_Comm_SetPrintLev(0), true);  // full and empty are normal here
-uint8_t stream_byte(uint32_t i) { return static_cast<uint8_t>((i * 2654435761u) >> 24 ^ i); }  // position-dependent
-int chunk(uint32_t call, int max, int left) { return std::min(left, 1 + static_cast<int>(call * 40503u % unsigned(max))); }
+uint8_t stream_byte(uint32_t i) {
+    return static_cast<uint8_t>((i * 2654435761u) >> 24 ^ i);
+}  // position-dependent
+int chunk(uint32_t call, int max, int left) {
+    return std::min(left, 1 + static_cast<int>(call * 40503u % unsigned(max)));
+}
 using Move = std::function<int(void *, uint8_t *, int)>;  // moves up to n bytes, gives how many
 
-int byte_in(void *r, uint8_t *p, int n) { int i = 0; while (i < n && RingBuffer_In(r, p[i]) == 1) ++i; return i; }
-int byte_out(void *r, uint8_t *p, int n) { int i = 0; while (i < n && RingBuffer_Out(r, p + i) == 1) ++i; return i; }
+int byte_in(void *r, uint8_t *p, int n) {
+    int i = 0;
+    while (i < n && RingBuffer_In(r, p[i]) == 1) ++i;
+    return i;
+}
+int byte_out(void *r, uint8_t *p, int n) {
+    int i = 0;
+    while (i < n && RingBuffer_Out(r, p + i) == 1) ++i;
+    return i;
+}
 
 TEST(Threads, RingOneProducerOneConsumer) {
     // The Wait forms hold the lock through their sleeps: their peer is direct;
@@ -33,7 +45,8 @@ TEST(Threads, RingOneProducerOneConsumer) {
     const std::tuple<int, int, Move, Move> cases[] = {
         {4093, 6000, RingBuffer_StrIn, RingBuffer_StrOut},
         {257, 300, byte_in, byte_out},
-        {65536, 20000, [](void *r, uint8_t *p, int n) { return RingBuffer_StrInWait(r, p, n, INT32_MAX); }, byte_out},
+        {65536, 20000, [](void *r, uint8_t *p, int n) { return RingBuffer_StrInWait(r, p, n, INT32_MAX); },
+         byte_out},
         {65536, 512, byte_in, [](void *r, uint8_t *p, int n) { return RingBuffer_StrOutWait(r, p, n, 1); }},
     };
     for (const auto &[capacity, max_chunk, put, take] : cases) {
@@ -60,15 +73,20 @@ TEST(Threads, RingOneProducerOneConsumer) {
         }
         producer.join();
         EXPECT_EQ(wrong, 0u) << "bytes lost, doubled or out of order; capacity " << capacity;
-        EXPECT_EQ(RingBuffer_GetDataSize(ring) + RingBuffer_Out(ring, buf.data()), 0) << "no byte more than was sent";
+        EXPECT_EQ(RingBuffer_GetDataSize(ring) + RingBuffer_Out(ring, buf.data()), 0)
+            << "no byte more than was sent";
         RingBuffer_destroy(ring);
     }
 }
 
-struct Element { uint32_t producer, seq; uint8_t payload[56]; };
+struct Element {
+    uint32_t producer, seq;
+    uint8_t payload[56];
+};
 Element element(uint32_t producer, uint32_t seq) {
     Element e{producer, seq, {}};
-    for (size_t i = 0; i < sizeof e.payload; ++i) e.payload[i] = static_cast<uint8_t>(producer * 31 + seq + i);
+    for (size_t i = 0; i < sizeof e.payload; ++i)
+        e.payload[i] = static_cast<uint8_t>(producer * 31 + seq + i);
     return e;
 }
 
@@ -119,7 +137,8 @@ TEST(Threads, QueueProducersAndConsumers) {
             if ((key & 0xFFFFF) < per_producer) missing += seen[key] == 0, doubled += seen[key] > 1;
         EXPECT_EQ(std::vector<uint32_t>({popped, disorder, torn, bad_len, missing, doubled}),
                   std::vector<uint32_t>({total, 0, 0, 0, 0, 0}))
-            << "popped, out of order, torn, length out of range, missing, doubled; " << producers << "x" << consumers;
+            << "popped, out of order, torn, length out of range, missing, doubled; " << producers << "x"
+            << consumers;
         EXPECT_EQ(Zev_Queue_GetLen(q) + Zev_Queue_Pop(q, nullptr), -2) << "empty at the end";
         Zev_Queue_Destroy(q);
     }

@@ -109,7 +109,8 @@ TEST(Rand, SeededFromNanosecondsInTwoBands) {
     fc::set_monotonic(0, 0xabcdef);
     int32_t r = 0;
     const auto lines = testsupport::summarise(testsupport::capture_stdout([&] { r = Zev_Comm_Rand(); }));
-    EXPECT_EQ(lines, std::vector<std::string>{"DBG Zev_Comm_Rand :t=abcdef, rand=" + std::to_string(r) + "\n"});
+    EXPECT_EQ(lines,
+              std::vector<std::string>{"DBG Zev_Comm_Rand :t=abcdef, rand=" + std::to_string(r) + "\n"});
 }
 
 TEST(IsNumber, OnlyTheTenDigitCodes) {

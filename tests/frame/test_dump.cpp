@@ -14,7 +14,8 @@ std::string hex_dump(const std::string &data) {
     return capture_stdout([&] { Zev_Comm_DumpHexEx("T", data.data(), static_cast<int32_t>(data.size())); });
 }
 std::string ascii_dump(const std::string &data) {
-    return capture_stdout([&] { Zev_Comm_DumpHexAndAscii("T", data.data(), static_cast<int32_t>(data.size())); });
+    return capture_stdout(
+        [&] { Zev_Comm_DumpHexAndAscii("T", data.data(), static_cast<int32_t>(data.size())); });
 }
 
 std::string hex_of(const std::string &data, size_t from, size_t to) {

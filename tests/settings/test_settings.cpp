@@ -1,6 +1,5 @@
 // The file-backed settings stand-in.
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 
 #include <cstdlib>

@@ -30,7 +30,8 @@ gboolean on_handle_ioctl(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpoin
 
 }  // namespace
 
-IoctlDevice::IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode, std::vector<unsigned long> no_argument)
+IoctlDevice::IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode,
+                         std::vector<unsigned long> no_argument)
     : no_argument_(std::move(no_argument)) {
     UMockdevIoctlBase *handler = umockdev_ioctl_base_new();
     g_signal_connect(handler, "handle-ioctl", G_CALLBACK(on_handle_ioctl), this);

@@ -29,7 +29,8 @@ struct IoctlAnswer {
 class IoctlDevice {
 public:
     // Creates `devnode` in the testbed; requests in `no_argument` carry no word.
-    IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode, std::vector<unsigned long> no_argument = {});
+    IoctlDevice(UMockdevTestbed *testbed, const std::string &devnode,
+                std::vector<unsigned long> no_argument = {});
     ~IoctlDevice();
     bool attached() const { return handler_ != nullptr; }
     // By default the word comes back unchanged with result 0.

@@ -8,14 +8,14 @@
 namespace testsupport {
 
 struct LogLine {
-    std::string open;      // the colour sequence the line starts with
-    std::string time;      // the time text, e.g. "250920 14:03:59"
-    long long seconds = 0; // running time, whole seconds (at least 6 digits)
+    std::string open;       // the colour sequence the line starts with
+    std::string time;       // the time text, e.g. "250920 14:03:59"
+    long long seconds = 0;  // running time, whole seconds (at least 6 digits)
     int tenths = 0;
-    std::string tag;       // ERR, WAR, ...
+    std::string tag;  // ERR, WAR, ...
     std::string func;
-    int line = 0;          // source line
-    std::string msg;       // the message text behind " :", line end included
+    int line = 0;     // source line
+    std::string msg;  // the message text behind " :", line end included
 };
 
 struct ParsedLog {

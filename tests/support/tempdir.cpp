@@ -15,7 +15,9 @@ TempDir::TempDir() {
 
 TempDir::~TempDir() { comm::sim::remove_tree(path_); }
 
-bool write_file(const std::string &path, const std::string &content) { return comm::sim::write_text(path, content); }
+bool write_file(const std::string &path, const std::string &content) {
+    return comm::sim::write_text(path, content);
+}
 std::string read_file(const std::string &path) { return comm::sim::read_text(path); }
 bool file_exists(const std::string &path) { return comm::sim::exists(path); }
 

@@ -38,7 +38,7 @@ private:
 }  // namespace testsupport
 
 // Skips the current test when it is not running under umockdev-wrapper.
-#define REQUIRE_TESTBED()                                                                          \
-    do {                                                                                           \
-        if (!::testsupport::Testbed::available()) GTEST_SKIP() << "needs umockdev-wrapper";        \
+#define REQUIRE_TESTBED()                                                                   \
+    do {                                                                                    \
+        if (!::testsupport::Testbed::available()) GTEST_SKIP() << "needs umockdev-wrapper"; \
     } while (0)
