@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Queue and ring throughput, each beside its baseline in the same run:
 //  - a push and a pop of one 64-byte element against the bare lock, copy,
 //    unlock pair that each of them has to make;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Input bytes for the digest and count programs: the same pseudo-random
 // sequence in every run, so that figures compare.
 #pragma once

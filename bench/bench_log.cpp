@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The log line against what it is made of: a printed DBG line against one
 // printf of the same bytes, and a silenced VER line against one monotonic
 // clock read. Standard output goes to /dev/null, as on a camera with no

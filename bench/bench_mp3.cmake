@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # bench_mp3 measures against libmpg123 and makes its MP3 file with lame.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(MPG123 REQUIRED IMPORTED_TARGET libmpg123)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Zev_Mp3Decode on a 3-minute 128 kbit/s stereo file, against a bare
 // minimp3 frame loop over the same mapped file and against libmpg123
 // decoding the same file to 16-bit PCM, in the same run; then the stack a

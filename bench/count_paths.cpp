@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The hot paths one by one, for counting their instructions under
 // callgrind (scripts/check-counts.sh). Each path runs its loop between a
 // start and a stop of the instrumentation and is dumped under its own name,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The PMU driver's client: one ioctl per operation on a descriptor that is
 // opened on first use and kept to the end of the process.
 #include <fcntl.h>

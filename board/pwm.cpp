@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PWM over the kernel's sysfs class: one open, one transfer, one close.
 #include <fcntl.h>
 

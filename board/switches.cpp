@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Board switches and temperature: the kernel command line, the temperature
 // test mode, the CPU temperature, touch, USB and console.
 #include <fcntl.h>

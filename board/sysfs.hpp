@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One write to a sysfs attribute: open write-only, write, close. Only the
 // open is tested; whether the kernel took the bytes is its own business.
 #pragma once

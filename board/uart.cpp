@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Serial port over termios: open, speed and framing, receive under one
 // time-out budget, close.
 #include <errno.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # -Wmissing-declarations: a function with external linkage must be declared
 # in a header first; one that serves its file alone belongs in the
 # anonymous namespace.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # A short prompt MP3 for the demo (scripts/demo.d/50-media.sh), made at
 # build time: commctl writes a tone, lame encodes it. Needs the tools and
 # lame; without them there is no prompt and the demo says so.

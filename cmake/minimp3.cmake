@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # minimp3, the MP3 frame decoder that the library compiles in.
 #
 # Where the decoder comes from, first match wins:

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Cross build for the camera's 32-bit ARM Linux with Debian's toolchain.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # umockdev for the armhf cross build, so that the board tests run there too.
 #
 # Debian's armhf umockdev packages replace the amd64 ones when installed, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Holds a container's pthread mutex for one scope. The results of the
 // pthread calls are not looked at: a default mutex that is used correctly
 // does not fail.

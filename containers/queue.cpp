@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bounded queue: fixed-size elements copied into slots allocated once.
 #include <pthread.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The named byte ring. Invariant: 0 <= read, write < capacity; the bytes
 // stored are those from read up to (not including) write, wrapping at the
 // end, so read == write is empty and one slot always stays free. A string

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "datetime/calendar.hpp"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Internals shared by the date functions: wall-clock seconds in 64 bits,
 // whether the system's time_t holds them, and breaking them down.
 #pragma once

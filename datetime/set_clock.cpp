@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Setting the system clock, saving it to the hardware clock, and the
 // time-set flag.
 #include <sys/time.h>

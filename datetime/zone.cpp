@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The zone table, the local clock and the date texts.
 #include <cstdio>
 #include <cstring>

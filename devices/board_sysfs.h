@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* The board's sysfs and procfs files that the library reads and writes: the
  * GPIO and PWM classes, the CPU temperature, the touch controller and the
  * kernel command line. Shared by the library, boardsim's board parts and

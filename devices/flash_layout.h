@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* The board's NOR flash as the kernel lists it in /proc/mtd: one row per
  * partition, in mtd order. Shared by boardsim's flash and the kernel lab's
  * test-board module, so that every key of the library's flash map resolves

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* The PMU driver's interface: its node and its requests, shared by the
  * library's client, boardsim's model and the kernel lab's test-board module.
  * Plain C with no includes, so that a kernel module can use it as it is.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* The hand-over between the system clock and the board's hardware clock:
  * the library runs these commands, and the board (or boardsim's stand-in
  * for hwclock) has to answer them. Plain C with no includes. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CRC-8, reflected, generator 0xD5 (0xAB reversed), no final XOR.
 //
 // Sixteen bytes are folded per round with slicing tables: table k maps a

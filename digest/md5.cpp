@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MD5 in its two exported forms: the one-call digest (whole blocks straight
 // from the caller's memory, then a padded tail of one or two blocks) and
 // the streaming context of the classic Init/Update/Final shape.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MD5 compression function, 64 steps in straight line. The boolean
 // functions are written in the forms that shorten the dependency chain on
 // the newest word b: F as d ^ (b & (c ^ d)), G as (~d & c) + (d & b) whose

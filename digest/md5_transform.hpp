@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The MD5 block transform shared by the one-call and the streaming form.
 #pragma once
 

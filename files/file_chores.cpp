@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // File chores: each call opens what it needs and closes it before it returns.
 #include <dirent.h>
 #include <fcntl.h>

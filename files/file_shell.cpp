@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The two file chores that go through the shell: touch and rm -rf.
 #include <cstdio>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Key=value texts: the backslash-ended parameter text and single lines.
 #include <cstdlib>
 #include <cstring>

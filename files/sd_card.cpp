@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SD card discovery in the kernel's partition table, and waiting for a path.
 #include <unistd.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The SD card's size from the blocks column of /proc/partitions.
 #include <cstdio>
 #include <cstdlib>

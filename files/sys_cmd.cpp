@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Running shell commands: with the output caught (popen), with only the
 // status (system), a script from the SD card, and the process test.
 #include <cstdarg>

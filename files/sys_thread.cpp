@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Thread creation with a floor on the stack size.
 #include <pthread.h>
 

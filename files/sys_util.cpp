@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A random number from the monotonic clock, and the digit test.
 #include <cstdlib>
 #include <ctime>

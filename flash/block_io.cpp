@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "flash/block_io.hpp"
 
 #include <fcntl.h>

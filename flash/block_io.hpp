@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One positioned transfer on a block device: open O_RDWR | O_DSYNC, seek
 // from the start, one read or write, optional fsync, close.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The line reader: one static 256-byte buffer, at most 256 bytes consumed
 // per call, the end of input noticed one byte late.
 #include <cstdio>

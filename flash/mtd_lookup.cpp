@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Partition lookup in /proc/mtd: size and block device of a partition
 // known by its kernel name.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Raw block access for applications: positioned transfers on an mtd block
 // device by path or by partition index, with no knowledge of partitions.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Boot-relative and wall clocks.
 #include <cstdio>
 #include <ctime>

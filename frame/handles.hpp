@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Owning wrappers for descriptors, streams and mappings: every family opens
 // through these so that no early return leaves anything open.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "frame/local_time.hpp"
 
 #include <sys/stat.h>

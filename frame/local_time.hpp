@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Local time in the system's zone without localtime()'s shared record.
 //
 // The C library re-reads the zone setting on every localtime() call when TZ

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The log line's own pieces: running time, time text, print level, dumps.
 #include <cstring>
 #include <ctime>

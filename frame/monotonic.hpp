@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The monotonic millisecond count that the running time and the boot clocks
 // share: 32-bit, wrapping at 2^32 ms.
 #pragma once

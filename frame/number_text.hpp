@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading number texts the way the camera's C library does.
 //
 // Its long is 32 bits: strtol() and strtoul(), which atoi() and sscanf()'s

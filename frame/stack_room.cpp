@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "frame/stack_room.hpp"
 
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How much of the calling thread's stack is left, for calls that need more
 // than a small thread may have.
 #pragma once

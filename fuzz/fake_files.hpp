@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files the library opens, served from memory, so that a fuzz target hands
 // its input to the very code that reads /proc texts, flash devices and media
 // files. A path named here is opened by the library's fopen and open as an

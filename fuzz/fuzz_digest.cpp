@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MD5 streamed in arbitrary pieces must equal the one-call digest, and the
 // CRC-8 must be byte-identical however the input is aligned.
 #include <cstddef>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The identity record on fuzzed flash. Input: a control byte, the first and
 // the second copy (1152 bytes each, 0xFF where the input ends), then
 // updates of [mask, size low, size high, value...]. Control bits 0-1: the

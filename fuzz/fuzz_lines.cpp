@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The line reader on any stream: every line it hands out fits its 256-byte
 // buffer and is a copy of the bytes it consumed, and every call that hands
 // out a line consumes at least one byte, but for the one empty line that

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Zev_Mp3Decode on any file. The first three bytes choose the capacity (up
 // to 192 KiB) and whether the buffer starts at an even or an odd address;
 // the buffer is exactly that large (AddressSanitizer watches its end), and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The recording header probe on any file, checked against the header block
 // itself: too short leaves the outputs alone, no "mvhd" sets all three to
 // 0xFFFFFFFF, and otherwise they are the big-endian words at 4128, 4140

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernel's lists as the library reads them: the input is /proc/mtd and
 // /proc/partitions at once. Partition lookups hand out a size and a device
 // path that must fit their buffer and name a block device; the SD card's

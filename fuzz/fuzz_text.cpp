@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Feeds arbitrary bytes to the library's text parsers: key=value texts, as
 // strings and as files, line values and zone texts. Under AddressSanitizer
 // any read or write past a buffer ends the run; the value buffers are as

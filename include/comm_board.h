@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm board switches and temperature: the kernel command line test and
  * the temperature test mode ("ft=TEMP") that hangs on it, the CPU

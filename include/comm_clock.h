@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm boot and wall clocks. No state, no log output, callable from any
  * thread at any time. "Rtc" in these names is the kernel's wall clock; the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm date and time: the zone table, the local clock, the date texts,
  * setting the system clock and keeping the hardware clock with it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm digests: MD5 (RFC 1321) in a one-call and a streaming form, and a
  * table-driven CRC-8.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * Export and linkage macros shared by every libcomm header.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm file chores: existence and size, whole-file reads and writes, a
  * non-blocking device read, the FAT hidden attribute, and creating or

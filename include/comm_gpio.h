@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm GPIO over the kernel's sysfs class (/sys/class/gpio).
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm diagnostic output: the log line, the print level and hex dumps.
  *

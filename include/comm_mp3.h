@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm MP3 file decoding: a whole MP3 file to 16-bit PCM in one call.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm flash partitions: lookup in the kernel's list (/proc/mtd), the
  * line reader it is built on, and raw positioned access to mtd block devices.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm client of the power-management chip's driver (/dev/ip_6303).
  *

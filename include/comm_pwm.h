@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm PWM over the kernel's sysfs class, controller pwmchip0
  * (/sys/class/pwm/pwmchip0).

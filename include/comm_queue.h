@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm queue: a bounded first-in, first-out queue of elements of one
  * fixed size, copied in and out by value.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm recording services: the duration and frame-rate words of a
  * finished MP4 file of the device's recorder, the capture name slots at

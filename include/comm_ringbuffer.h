@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm ring buffer: a named ring of bytes that hands a byte stream from
  * one thread to another, with and without waiting.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm SD card discovery: the card's block device in /proc/partitions
  * (a partition preferred to the whole disk), its size, and waiting for a

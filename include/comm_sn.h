@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm identity record: a 1152-byte record of seven opaque fields, kept
  * twice in flash (regions MTD_PART_SN and MTD_PART_SN_BACKUP) and once in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /** @file
  * libcomm serial port: open, speed and framing, receive under a time-out,
  * close. There is no send operation. The caller owns the descriptor and

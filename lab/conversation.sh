@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # One conversation with the board through commctl, the same on boardsim and
 # on the real kernel: scripts/kernel-lab.sh runs it on both and compares
 # what it prints, step by step, with the time fields masked.

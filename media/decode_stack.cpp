@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "media/decode_stack.hpp"
 
 #include <cstring>

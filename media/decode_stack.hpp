@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stack that MP3 decoding needs: the decoding record of Zev_Mp3Decode
 // (decoder state and one frame of PCM, about 11 KB) and minimp3's scratch
 // space stand on the caller's stack.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The loop around minimp3: map the file, feed it frame by frame, copy the
 // PCM to the caller's buffer, stop at the right moment, clean up.
 #include <fcntl.h>

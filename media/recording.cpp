@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Recording services: the MP4 header probe, the capture name slots and the
 // video parameters.
 #include <fcntl.h>

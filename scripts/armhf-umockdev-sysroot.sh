@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Unpacks umockdev for armhf, with the libraries it needs at run time and the
 # headers the board tests compile against, into a private folder:
 #

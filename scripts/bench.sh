@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # The benchmarks (release build): time ratios against the peers, side by
 # side in one run, then the instruction count of each hot path against the
 # committed baseline. TZ is unset and log output goes to /dev/null, as on

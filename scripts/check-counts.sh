@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Instruction counts of the hot paths (bench/count_paths.cpp, release build)
 # under callgrind, against the committed bench/baseline.tsv. Fails when a
 # count rises more than 3 % above its baseline. Counts are per repeat of the

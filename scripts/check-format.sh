@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Fails when a C or C++ file of the tree differs from what .clang-format
 # makes of it, and names the files. The formatter is Debian's clang-format
 # 14 (scripts/install-deps.sh installs it): another version formats some

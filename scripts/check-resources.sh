@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Stack, heap, blocking and size of every exported name on armhf: builds the
 # library alone for armhf with -fstack-usage -fcallgraph-info=su (in
 # build/armhf-resources), regenerates the table and compares it with the

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Builds the fuzz preset (clang; the library instrumented too) and runs every
 # libFuzzer target for SECONDS each (default 10), JOBS of them at a time
 # (default 1), on a fresh copy of its seed corpus (fuzz/corpus/TARGET) with

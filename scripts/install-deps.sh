@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs the Debian packages the build, the tests, the simulated board and
 # the benchmarks need. Safe to run again: apt-get skips what is there.
 set -euo pipefail

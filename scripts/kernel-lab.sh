@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # The kernel lab: the armhf library and commctl on Debian's armmp kernel, on
 # qemu's emulated ARM board, with the test-board module (lab/testboard) for
 # the board's flash, GPIO, PMU and temperature.

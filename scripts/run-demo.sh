@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # The main job on a PC: builds the release tree, then runs the example
 # application and a few commctl calls on the simulated board. The board's
 # state folder (build/boardsim-state) is kept between runs.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Builds and runs every test: the dev build (AddressSanitizer and
 # UndefinedBehaviorSanitizer, board tests on umockdev), the ThreadSanitizer
 # build for the threaded tests, the release build as an integrator uses it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // File-backed stand-in for the system's settings library.
 //
 // The file holds one "key=value" per line. A missing file reads as empty

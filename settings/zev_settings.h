@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /*
  * The system's settings library, as libcomm calls it. On the camera the
  * closed library of that name answers; on a PC the file-backed stand-in of

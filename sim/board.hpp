@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // boardsim's board: the state folder that survives runs, the umockdev
 // testbed that a run's programs see, and the parts that fill both.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Device nodes of the simulated board: a node under the testbed's /dev is
 // always backed by an ioctl handler (the umockdev preload connects every
 // open of a /dev file to one).

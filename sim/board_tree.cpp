@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "board_tree.hpp"
 
 #include <dirent.h>

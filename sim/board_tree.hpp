@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The simulated board's device tree: the folders and attributes that stand
 // for the kernel's sysfs and procfs, and what the kernel does when they are
 // written. Shared by boardsim, its preload library and the tests.

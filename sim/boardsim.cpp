@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // boardsim: runs a program on a simulated camera board.
 //
 // The board's sysfs, procfs and device nodes are a umockdev testbed; their

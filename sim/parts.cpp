@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every board part has to hand: the list of parts, the board's
 // options and the links from the testbed into the state folder.
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Small board files: the kernel command line, the CPU temperature and
 // touch attributes, and an SD card in /proc/partitions with its nodes.
 // Options for one run: --temp-test=1 adds "ft=TEMP" to the command line,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The board's clocks. The system clock is an offset from the PC's clock in
 // tree/clock/system, applied by the preload library to every program on the
 // board; the hardware clock is a second offset in tree/clock/hardware, which

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The board's NOR flash: its partitions listed in /proc/mtd and one image
 // per partition behind /dev/mtdblockN, kept in the state folder and erased
 // (0xFF) when first made. The kernel's mtdblock driver erases on write; a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The GPIO class: export and unexport in the state folder's sysfs, linked
 // into each run's testbed.
 #include "board.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The PMU driver behind /dev/ip_6303: its readings come from STATE/board/
 // pmu.conf (NAME=VALUE lines), a run's --pmu-NAME=VALUE options override
 // them, and what programs write to it is appended to STATE/board/pmu.log.

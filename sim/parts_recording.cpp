@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The SD card's files: a folder in the state folder ($BOARDSIM_SDCARD) with
 // a sample recording whose header block is the recorder's: a version-0
 // mvhd box at offset 4104 with a duration of 60000 ms and the frame-rate

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A serial line: a pty whose far end boardsim plays. The program opens the
 // path in $BOARDSIM_UART (also linked as STATE/ttyS1). Once the program has
 // set the line up (canonical mode off, which ZEV_UART_SetAttr does), the far

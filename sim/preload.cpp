@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Preloaded into every program that boardsim runs: gives the simulated
 // sysfs the kernel's reactions to writes. A write to an attribute is acted
 // on when its descriptor is closed, before close returns, so that the

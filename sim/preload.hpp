@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The preload library's registry of reactions: what the simulated kernel
 // does when a program closes a descriptor on one of the board's files.
 #pragma once

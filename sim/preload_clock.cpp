@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The board's wall clock: programs on the simulated board read and set a
 // clock of their own, kept as an offset from the PC's clock in the board's
 // tree (BOARDSIM_ROOT/clock/system, "SECONDS NANOSECONDS"). Setting it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The GPIO class's reactions: export makes gpioN, unexport removes it, and
 // direction and value read back as the kernel shows them.
 #include "board_sysfs.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The board's /dev/mtdblockN as the kernel's block driver answers: a read
 // returns what exists from the position on (0 at or past the end); a write
 // is cut at the end, and one that starts there fails with ENOSPC, so an

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The PWM class's reactions: export makes pwmN with the kernel's attributes,
 // unexport removes it, and each attribute reads back as the kernel shows it.
 // A sysfs write replaces the attribute's value whatever its length, so opens

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 cmake_policy(VERSION 3.25)
 # Compares the dynamic symbols that libcomm defines with the names its public
 # headers declare (COMM_API) and with the interface list.

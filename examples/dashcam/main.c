@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /*
  * A small camera application: logs through the library's frame, reads the
  * clocks, blinks the record LED on GPIO 33, and hands frames through a queue

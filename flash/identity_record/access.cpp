@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Field access on the identity record's image: reads under the field's
 // digest, writes and erases that renew the digests and store both copies.
 #include <cstring>

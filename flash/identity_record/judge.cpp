@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The judging rules of the identity record: empty bytes, field digests,
 // the record digest, the score and the value of a copy.
 #include <cstring>

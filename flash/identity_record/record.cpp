@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "flash/identity_record/record.hpp"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The identity record's image in memory and its started flag; the layout
 // and the judging rules are in record_rules.hpp.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The identity record's layout and the rules that judge a record's fields
 // and copies. Shared by the library and commctl's sn show through the
 // comm_record_rules target; any 1152-byte record can be judged: the image,

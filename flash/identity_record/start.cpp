@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Loading the identity record at start: both copies are judged, the
 // decision table picks the image, and a damaged copy is repaired from a
 // good one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The flash map: partition keys to mtd partitions and block indices, and
 // the bounded region transfer behind Zev_MtdMgr_Read and Zev_MtdMgr_Write.
 #include <cstring>

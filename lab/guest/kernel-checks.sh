@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What the real kernel answers where the library meets it: the errno texts
 # and attribute texts of GPIO, the MTD and mtdblock behaviour, the RTC, the
 # SD card and the PMU node. One "@@ pass|fail NAME" line per row.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Helpers of the guest's checks: each check prints one result line.
 
 # check NAME EXPECTED ACTUAL

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The identity record under power cuts. Update j stores "vj" in field
 # j mod 3 (Sn, Did, Adas), so the record after any number of complete
 # updates holds three consecutive indices, one per field. Values have one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT OR GPL-2.0-only
 /*
  * testboard: the camera board's parts that qemu's virt machine lacks, for
  * running the library against a real kernel.
@@ -359,5 +360,5 @@ static void __exit tb_exit(void) {
 
 module_init(tb_init);
 module_exit(tb_exit);
-MODULE_LICENSE("GPL");
+MODULE_LICENSE("Dual MIT/GPL");
 MODULE_DESCRIPTION("The camera board's flash, GPIO, PMU and temperature for the kernel lab");

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Date and time on the simulated board: the board keeps a clock and a
 # hardware clock of its own in the state folder; the PC's clock is never set.
 say "commctl date (the board's clock, zone and time-set flag)"

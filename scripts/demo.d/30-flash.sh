@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Flash and identity record: a record made on blank simulated flash, read
 # back after a restart of the board, then a damaged copy repaired.
 # Sourced by scripts/run-demo.sh ($bin, $state, sim, say). A board of its

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Sourced by scripts/run-demo.sh: the PMU, temperatures and the SD card of
 # the simulated board. $bin, $state, sim and say come from run-demo.sh.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Media and the board's PWM and serial line (sourced by scripts/run-demo.sh).
 commctl="$bin/tools/commctl"
 

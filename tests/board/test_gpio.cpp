@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // GPIO over a simulated sysfs: the 4-byte writes, the value read, the
 // results and log lines.
 #include <gtest/gtest.h>

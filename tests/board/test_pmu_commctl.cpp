@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // commctl's board commands end to end on the simulated board: one happy
 // path and one error per command, and what the PMU model records.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PWM over a simulated sysfs: the strlen writes, the duty cycle read back,
 // SetStatus's order and channel limit, the results and log lines.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Board switches and the PMU client with the temperature test mode off, on
 // one testbed. The kernel command line's line is logged once per process
 // and the PMU descriptor is kept once open, so the tests run in this order:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The temperature test mode on ("ft=TEMP" inside a longer word of the kernel
 // command line), in a process of its own since the mode and the PMU
 // descriptor are kept per process; the steps run in this order.

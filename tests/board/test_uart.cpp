@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Serial port on real ptys: termios read back with tcgetattr, bytes fed in
 // pieces from a thread, the time-out budget, results and log lines.
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 comm_add_test(test_gpio SOURCES board/test_gpio.cpp BOARD)
 # The PMU descriptor and the kernel command line are kept per process: the
 # temperature test mode runs in a program of its own.

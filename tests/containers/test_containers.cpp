@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The byte ring and the bounded queue at their edges: what fits, the full
 // and empty lines, strings that stop short, the shared retry budget of the
 // Wait forms, null elements and handles, where they lock and signal, and

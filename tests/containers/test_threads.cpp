@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The containers under threads (also run under ThreadSanitizer): a million
 // bytes through one ring and a million elements through one queue, every
 // one accounted for and in order where order is promised.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The clock tests' fake clock, settings fake, stub hwclock and own calendar.
 #pragma once
 

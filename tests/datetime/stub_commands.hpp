@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Recording stub commands first on PATH (each appends "NAME ARGS" to a log,
 // then runs an optional shell body), and the log capture both folders share.
 #pragma once

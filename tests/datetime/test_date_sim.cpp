@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The board's clock end to end: commctl sets it inside boardsim (and a user
 // namespace where one can be made), hwclock saves it, the PC's clock stays.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The time-set flag has no way back: each case runs in a child of this program.
 #include <sys/wait.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Setting the clock: the checks, the offsets, a time_t too narrow for the
 // date, and the zone change.
 #include <climits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The zone table, the local clock, the validity test and the date texts.
 #include <climits>
 #include <tuple>

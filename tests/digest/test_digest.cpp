@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MD5 in both forms against RFC 1321's suite and an independent bit-level
 // reference (constants derived from the sine function, not copied); CRC-8
 // against the values of its table rule and a bit-at-a-time reference.

@@ -1,1 +1,2 @@
+# SPDX-License-Identifier: MIT
 comm_add_test(test_digest SOURCES digest/test_digest.cpp)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tests of this folder share: stub commands, log capture, files.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A usleep for one file of a test program, libcomm's too: it records the pause
 // and runs the test's hook (given the pause's index) instead of sleeping.
 #pragma once

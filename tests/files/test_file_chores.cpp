@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // File chores on a private folder: each function's own results and failure
 // lines, the bytes read and written, touch and rm through stub commands.
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Key=value texts: the backslash-ended parameter text with its failure
 // numbers, the 511-byte window of the file readers, and line values.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SD discovery over a simulated /proc/partitions, changed "during" the recorded
 // usleep (racing nothing), and the FAT hidden bit answered on a mocked node.
 #include <cstring>

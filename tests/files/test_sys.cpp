@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Commands, the SD-card script runner, the digit test and the process test;
 // cp, chmod, dos2unix and ps are recording stubs first on PATH.
 #include <sys/wait.h>

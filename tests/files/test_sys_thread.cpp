@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Thread creation: the stack floor, read inside the new thread.
 #include <gtest/gtest.h>
 #include <pthread.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # File chores, key=value texts and commands; SD discovery and the FAT
 # attribute requests on the testbed, usleep answered in the program.
 comm_add_test(test_files SOURCES files/test_file_chores.cpp files/test_param_text.cpp files/test_sys.cpp FAKE_CLOCK)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A simulated NOR flash for tests: /proc/mtd and /dev/mtdblockN images in a
 // umockdev testbed, read and written directly to build and inspect states.
 #pragma once

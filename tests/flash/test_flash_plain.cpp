@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What needs no simulated flash: the line reader (end of input noticed one
 // byte late, the 256-byte window, carriage returns kept, a failing stream
 // ended) and the identity record before Zev_SnManager_Start.

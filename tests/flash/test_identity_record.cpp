@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The identity record on a simulated flash: every row of the decision
 // table with its log lines, the image, the copy written and the write
 // protection around each write, a power cut at every byte of a store, field

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Heap use of the exported calls once warm: the calling thread's
 // allocations are counted by hooks in the test program (the sanitizers'
 // malloc hooks, or malloc and friends interposed over the C library's).

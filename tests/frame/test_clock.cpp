@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Boot and wall clocks, including the 32-bit millisecond wrap.
 #include <gtest/gtest.h>
 

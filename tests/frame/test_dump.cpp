@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The two hex dumps, to the byte.
 #include <gtest/gtest.h>
 

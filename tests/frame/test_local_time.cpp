@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The time texts follow the system's zone while the local time is kept per
 // second: TZ changes, second boundaries, a replaced zone file, and the C
 // library's static struct tm left alone.

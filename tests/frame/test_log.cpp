@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The log line, the print level with its lock, and the check macros.
 #include <gtest/gtest.h>
 

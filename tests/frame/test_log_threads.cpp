@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Several threads printing at once (also run under ThreadSanitizer): every
 // line whole, with a time text of its own thread's making.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Helpers of the media, serial and PWM tests.
 #pragma once
 

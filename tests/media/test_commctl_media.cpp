@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // commctl's media, PWM and serial commands end to end on the simulated board:
 // the happy path and a failure of each, one shared state folder in row order.
 #include <gtest/gtest.h>

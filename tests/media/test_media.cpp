@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Media services on files made in the test: MP3 decoding of hand-built
 // silent frames and of a tone encoded with lame, MP4 header blocks built byte
 // by byte, the capture name slots with a waiting thread.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The file-backed settings stand-in.
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The settings stand-in under concurrent writers: threads and processes that
 // each set their own keys lose none of them, and a writer killed at any
 // moment leaves a whole file and no temporary file behind.

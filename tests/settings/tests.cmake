@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The stand-in itself (no fake here): values kept in a file, atomic writes.
 comm_add_test(test_settings SOURCES settings/test_settings.cpp LIBS zev_settings)
 # Concurrent writers: threads (also under ThreadSanitizer), processes, kills.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* Run on the simulated board: raw transfers on one device, each given as
  * r|w:COUNT:OFFSET, from a buffer of 64 KiB whatever COUNT says. Prints one
  * line per transfer: the result of read or write and errno (0 on success). */

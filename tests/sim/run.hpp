@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs a program and collects its exit status, stdout and stderr.
 #pragma once
 

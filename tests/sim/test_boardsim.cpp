@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // boardsim runs programs on a simulated board whose state survives runs;
 // commctl drives the library there.
 #include <gtest/gtest.h>

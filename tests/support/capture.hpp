@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Captures what the process writes to standard output, library log lines
 // included: fd 1 goes to a temporary file while the function runs.
 #pragma once

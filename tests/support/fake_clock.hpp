@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A fake monotonic and wall clock for the test program. Linking
 // fake_clock.cpp into a test defines clock_gettime, time, gettimeofday and
 // settimeofday in the executable, which takes their place for libcomm too.

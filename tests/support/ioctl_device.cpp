@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ioctl_device.hpp"
 
 #include <umockdev.h>

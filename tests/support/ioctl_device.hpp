@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A device node in a umockdev testbed whose ioctl requests the test answers:
 // each is recorded with the 32-bit word it carries, and the answer decides
 // the word handed back and the result (0, or -1 with an errno).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Splits captured output into the library's log lines, so that tests can
 // compare tag, function and message to the byte and the time fields by form.
 #pragma once

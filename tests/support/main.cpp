@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Test main: a fixed zone (UTC) so that local-time texts are predictable.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recording fake of the system's settings library. Linking
 // settings_fake.cpp into a test defines the four Zev_Settings_* functions in
 // the executable, so that libcomm calls these instead of the stand-in.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tempdir.hpp"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A private temporary folder, removed with everything in it at the end.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "testbed.hpp"
 
 #include <dlfcn.h>

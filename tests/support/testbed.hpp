@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A umockdev testbed for board tests: /sys, /dev and /proc of the test
 // program are redirected into a temporary folder while it lives. The program
 // must run under umockdev-wrapper (ctest does this for board tests).

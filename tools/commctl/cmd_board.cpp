@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // temp, usb and touch: the board's small switches and its temperatures.
 #include <cstring>
 

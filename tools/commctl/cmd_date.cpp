@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // date: the local time, the system clock, the zone and the time-set flag;
 // setting the date, the zone, and loading the clock from the hardware clock.
 #include <cstdio>

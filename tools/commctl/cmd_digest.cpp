@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // md5 and crc8: the library's digests over a file.
 #include <cerrno>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // log-demo and clock: the frame as an application sees it.
 #include <cstring>
 

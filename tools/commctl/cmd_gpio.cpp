@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // gpio: export, direction, value and unexport through the library.
 #include <cstring>
 

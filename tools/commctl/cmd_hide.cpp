@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // hide: the FAT hidden attribute of a file or folder.
 #include <sys/stat.h>
 

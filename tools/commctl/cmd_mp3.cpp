@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // mp3: decode an MP3 file to a WAV file through the library; tone: write a
 // sine tone as a WAV file (a prompt to encode, a speaker check).
 #include <fcntl.h>

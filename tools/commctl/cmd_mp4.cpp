@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // mp4 and video: the recorder's file header and video parameters.
 #include "comm_record.h"
 #include "command.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // mtd: read and write the named regions of the flash map.
 #include <cerrno>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // param: one value of a backslash-ended parameter file (KEY=VALUE\).
 #include <cstring>
 

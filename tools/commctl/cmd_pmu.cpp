@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // pmu: every reading of the power-management chip, and its three settings.
 #include <unistd.h>
 

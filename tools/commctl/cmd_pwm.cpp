@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // pwm: set up, switch and show PWM channels of pwmchip0.
 #include <cstdlib>
 #include <cstring>

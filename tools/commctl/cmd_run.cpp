@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // run: a shell command through the library, printing what came back.
 #include <cstdio>
 #include <cstring>

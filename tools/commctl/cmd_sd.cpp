@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // sd: the SD card's device, name and size from /proc/partitions.
 #include "comm_sd.h"
 #include "command.hpp"

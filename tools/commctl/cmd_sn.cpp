@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // sn: the identity record as a field engineer sees it.
 #include <strings.h>
 

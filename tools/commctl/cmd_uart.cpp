@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // uart: receive bytes from a serial device and show them in hex.
 #include <cstring>
 #include <ctime>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // video: the video parameters that the settings give.
 #include "comm_record.h"
 #include "command.hpp"

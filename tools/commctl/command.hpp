@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // commctl's subcommands: each command file registers itself with
 // COMMCTL_COMMAND, so adding a command never touches another file.
 #pragma once

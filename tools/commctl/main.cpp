@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // commctl: the developer's and field engineer's command line over libcomm.
 #include <fcntl.h>
 #include <getopt.h>

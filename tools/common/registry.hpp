@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Self-registration for the pieces of a program that each live in a file of
 // their own: commctl's commands, boardsim's board parts, the preload
 // library's close reactions. A file registers its piece with one line,
