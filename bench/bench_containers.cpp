@@ -18,6 +18,7 @@
 
 #include "comm_queue.h"
 #include "comm_ringbuffer.h"
+#include "ratio_reporter.hpp"
 
 namespace {
 
@@ -117,47 +118,24 @@ void RingByteAtATime4K(benchmark::State &state) {
 BENCHMARK(RingByteAtATime4K);
 
 // The console table, then each measured case against its baseline.
-class RatioReporter : public benchmark::ConsoleReporter {
+class ContainerRatios : public comm::bench::RatioReporter {
 public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        // With --benchmark_repetitions the median stands for the case.
-        for (const Run &r : runs) {
-            const std::string name = r.run_name.str();
-            const bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
-            const bool single =
-                r.run_type == Run::RT_Iteration && r.iterations > 0 && medians_.count(name) == 0;
-            if (!median && !single) continue;
-            if (median) medians_[name] = true;
-            ns_[name] = r.GetAdjustedRealTime();
-            if (r.counters.count("ratio") != 0) best_ratio_ = r.counters.at("ratio").value;
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
     void Finalize() override {
         ConsoleReporter::Finalize();
         ratio("QueuePushPop64", "MutexCopyPair64", "queue push+pop / mutex copy pair (means)");
-        if (best_ratio_ > 0) printf("queue push+pop / mutex copy pair (best blocks): %.2f\n", best_ratio_);
+        const double best = counter("QueueVersusMutexBestBlocks", "ratio");
+        if (best > 0) GetOutputStream() << "queue push+pop / mutex copy pair (best blocks): " << best << "\n";
         ratio("RingByteAtATime4K", "RingStrInOut4K", "ring byte-at-a-time / string moves");
-        if (ns_.count("RingStrInOut4K") != 0) {
-            printf("ring string moves: %.2f GB/s\n", kString / ns_["RingStrInOut4K"]);
-        }
+        if (ns("RingStrInOut4K") > 0)
+            GetOutputStream() << "ring string moves: " << kString / ns("RingStrInOut4K") << " GB/s\n";
     }
-
-private:
-    void ratio(const std::string &a, const std::string &b, const char *what) {
-        if (ns_.count(a) == 0 || ns_.count(b) == 0 || ns_[b] <= 0) return;
-        printf("%s: %.2f\n", what, ns_[a] / ns_[b]);
-    }
-    std::map<std::string, double> ns_;
-    std::map<std::string, bool> medians_;
-    double best_ratio_ = 0;
 };
 
 }  // namespace
 
 int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
+    ContainerRatios reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     return 0;

@@ -17,6 +17,7 @@
 
 #include "comm_clock.h"
 #include "comm_log.h"
+#include "ratio_reporter.hpp"
 
 namespace {
 
@@ -66,42 +67,22 @@ BENCHMARK(BM_FormatRtcTime);
 
 // The console table, then each case against what it is measured by; with
 // --benchmark_repetitions the median stands for a case.
-class RatioReporter : public benchmark::ConsoleReporter {
+class LogRatios : public comm::bench::RatioReporter {
 public:
-    RatioReporter() : ConsoleReporter(OO_Tabular) {}
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &r : runs) {
-            const std::string name = r.run_name.str();
-            const bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
-            const bool single =
-                r.run_type == Run::RT_Iteration && r.iterations > 0 && medians_.count(name) == 0;
-            if (!median && !single) continue;
-            if (median) medians_[name] = true;
-            ns_[name] = r.GetAdjustedCPUTime();  // the machine may be shared: CPU time
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
+    LogRatios() : RatioReporter(/*cpu_time=*/true) {}  // the machine may be shared
     void Finalize() override {
         ConsoleReporter::Finalize();
         ratio("BM_LogLinePrinted", "BM_PrintfSameBytes",
               "printed line / printf of the same bytes (goal <= 3)");
         ratio("BM_LogLineSilenced", "BM_ClockRead", "silenced line / monotonic clock read (goal <= 1.2)");
     }
-
-private:
-    void ratio(const std::string &a, const std::string &b, const char *what) {
-        if (ns_.count(a) == 0 || ns_.count(b) == 0 || ns_[b] <= 0) return;
-        GetOutputStream() << what << ": " << ns_[a] / ns_[b] << "\n";
-    }
-    std::map<std::string, double> ns_;
-    std::map<std::string, bool> medians_;
 };
 
 }  // namespace
 
 int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
+    LogRatios reporter;
     reporter.SetOutputStream(&std::cerr);
     reporter.SetErrorStream(&std::cerr);
     const int null_fd = open("/dev/null", O_WRONLY);
