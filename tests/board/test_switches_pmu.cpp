@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "capture.hpp"
 #include "comm_board.h"
 #include "comm_log.h"
 #include "comm_pmu.h"
@@ -25,10 +24,8 @@ using testsupport::IoctlCall;
 
 namespace {
 
-using Lines = std::vector<std::string>;
-Lines logged(const std::function<void()> &fn) {
-    return testsupport::summarise(testsupport::capture_stdout(fn));
-}
+using testsupport::Lines;
+using testsupport::logged;
 
 const std::string kCmdLine = "console=ttyS0,115200 rootfs=squashfs mtdparts=nor:ft=TEMq\n";
 const std::string kTemp = "/sys/devices/virtual/mstar/msys/TEMP_R";
@@ -56,24 +53,19 @@ protected:
 };
 
 TEST_F(Board, CommandLineIsAPlainSubstringTest) {
-    int32_t r = -1;
-    EXPECT_EQ(logged([&] { r = Zev_Comm_CheckCmdLime("rootfs="); }),
-              (Lines{"WAR Zev_Comm_CheckCmdLime :cmdline[rootfs=]: " + kCmdLine,
-                     "VER Zev_Comm_CheckCmdLime :get cmdline: rootfs=squashfs mtdparts=nor:ft=TEMq\n"}));
-    EXPECT_EQ(r, 1);
-    EXPECT_EQ(logged([&] { r = Zev_Comm_IsTempTestMode(); }), Lines{})
+    EXPECT_EQ(
+        logged([] { return Zev_Comm_CheckCmdLime("rootfs="); }),
+        std::pair(1,
+                  Lines{"WAR Zev_Comm_CheckCmdLime :cmdline[rootfs=]: " + kCmdLine,
+                        "VER Zev_Comm_CheckCmdLime :get cmdline: rootfs=squashfs mtdparts=nor:ft=TEMq\n"}));
+    EXPECT_EQ(logged([] { return Zev_Comm_IsTempTestMode(); }), std::pair(0, Lines{}))
         << "whoever asks next, the WAR line is gone";
-    EXPECT_EQ(r, 0);
-    // The file or a folder in its place (opens, gives no byte), the needle, the result (and as many VER
-    // lines).
-    for (const auto &[readable, needle, result] : {std::tuple{true, "ttyS0,1152", 1},
-                                                   {true, "ft=TEMP", 0},
-                                                   {true, "", 1},
-                                                   {true, "\n", 1},
-                                                   {true, "CONSOLE", 0},
-                                                   {false, "", 1},
-                                                   {false, "console", 0},
-                                                   {false, " ", 0}}) {
+    int32_t r = -1;
+    // The file or a folder in its place (opens, gives no byte), the needle, the result (= VER lines).
+    // clang-format off
+    for (const auto &[readable, needle, result] : {std::tuple{true, "ttyS0,1152", 1}, {true, "ft=TEMP", 0},
+             {true, "", 1}, {true, "\n", 1}, {true, "CONSOLE", 0}, {false, "", 1}, {false, "console", 0}, {false, " ", 0}}) {
+        // clang-format on
         ASSERT_TRUE(bed_->remove("/proc/cmdline") &&
                     (readable ? bed_->write("/proc/cmdline", kCmdLine) : bed_->mkdir("/proc/cmdline")));
         EXPECT_EQ(logged([&, needle = needle] { r = Zev_Comm_CheckCmdLime(needle); }).size(), size_t(result));
@@ -86,17 +78,13 @@ TEST_F(Board, CommandLineIsAPlainSubstringTest) {
 
 TEST_F(Board, CpuTemperatureFromTheOverrideOrTheAttribute) {
     const std::string p = "Temperature ";  // 12 bytes ahead of the number; 30 bytes are read
-    // The attribute, the override (0 for none), the result.
-    for (const auto &[text, set, result] : {std::tuple{p + "45\n", 50, 50},
-                                            {p + "45\n", -20, -20},
-                                            {p + "45\n", 1, 1},
-                                            {p + "45\n", 0, 45},
-                                            {p + "-3\n", 0, -3},
-                                            {p, 0, 0},
-                                            {"short\n", 0, 0},
-                                            {"", 0, 0},
-                                            {"CPU temp is 71 C\n", 0, 71},
-                                            {p + std::string(17, ' ') + "78", 0, 7}}) {
+                                           // The attribute, the override (0 for none), the result.
+                                           // clang-format off
+    for (const auto &[text, set, result] : {std::tuple{p + "45\n", 50, 50}, {p + "45\n", -20, -20}, {p + "45\n", 1, 1},
+             {p + "45\n", 0, 45}, {p + "-3\n", 0, -3}, {p, 0, 0}, {"short\n", 0, 0}, {"", 0, 0},
+             {"CPU temp is 71 C\n", 0, 71}, {p + std::string(17, ' ') + "78", 0, 7}}) {
+        // clang-format on
+        // clang-format on
         ASSERT_TRUE(bed_->write(kTemp, text));
         EXPECT_EQ(logged([set = set] { Zev_Comm_SetCpuTemp(set); }),
                   Lines{"INF Zev_Comm_SetCpuTemp :" + std::to_string(set) + " du\n"});
@@ -125,11 +113,10 @@ TEST_F(Board, UsbSwitchDrivesPin33Inverted) {
     const std::string on("1\0\0\0", 4), off("0\0\0\0", 4);
     // Flag, value and export there, result (only the value's step reaches the caller), value written.
     for (const auto &[flag, value_there, export_there, result, value] :
-         {std::tuple{0, true, true, 0, on},
-          {1, true, true, 0, off},
-          {-1, true, true, 0, off},
-          {0, true, false, 0, on},
-          {1, false, true, -1, std::string()}}) {
+         // clang-format off
+         {std::tuple{0, true, true, 0, on}, {1, true, true, 0, off}, {-1, true, true, 0, off},
+          {0, true, false, 0, on}, {1, false, true, -1, std::string()}}) {
+        // clang-format on
         ASSERT_TRUE(bed_->remove(kGpio + "export") && bed_->remove(kGpio + "gpio33/value") &&
                     (!export_there || bed_->write(kGpio + "export", "")) &&
                     (!value_there || bed_->write(kGpio + "gpio33/value", "")) &&
@@ -194,19 +181,17 @@ const Op kOps[] = {
 
 TEST_F(Board, PmuWithoutTheDeviceEveryOperationFallsBack) {
     for (const Op &op : kOps) {
-        int32_t r = -99;
-        EXPECT_EQ(
-            logged([&] { r = op.call(); }),
-            (Lines{"ERR ZevPmuInit :/dev/ip_6303 not exist\n", "ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
-                   "ERR " + op.name + " :pmu not initialized, please initialized first\n"}));
-        EXPECT_EQ(r, op.no_device) << op.name;
+        EXPECT_EQ(logged(op.call),
+                  std::pair(op.no_device,
+                            Lines{"ERR ZevPmuInit :/dev/ip_6303 not exist\n",
+                                  "ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
+                                  "ERR " + op.name + " :pmu not initialized, please initialized first\n"}))
+            << op.name;
     }
     ASSERT_TRUE(bed_->mkdir(kPmu));  // there, but cannot be opened: no first line
-    int32_t r = -99;
-    EXPECT_EQ(logged([&] { r = Zev_Pmu_IsAccOn(); }),
-              (Lines{"ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
-                     "ERR Zev_Pmu_IsAccOn :pmu not initialized, please initialized first\n"}));
-    EXPECT_EQ(r, 1);
+    EXPECT_EQ(logged(Zev_Pmu_IsAccOn),
+              std::pair(1, Lines{"ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
+                                 "ERR Zev_Pmu_IsAccOn :pmu not initialized, please initialized first\n"}));
     EXPECT_TRUE(bed_->remove(kPmu));
 }
 
@@ -235,12 +220,11 @@ TEST_F(Board, PmuFailedRequestThenASucceedingOneOnTheSameDescriptor) {
     for (const Op &op : kOps) {
         dev.clear_calls();
         dev.answer([](unsigned long, int32_t) { return IoctlAnswer{-1, EIO, 1}; });
-        int32_t r = -99;
-        EXPECT_EQ(logged([&] { r = op.call(); }), Lines{"ERR " + op.name + " :failed\n"});
-        EXPECT_EQ(r, 0) << op.name;  // DC in and ACC too: the opposite of no device
+        // DC in and ACC too give 0: the opposite of no device
+        EXPECT_EQ(logged(op.call), std::pair(0, Lines{"ERR " + op.name + " :failed\n"}));
         dev.answer([word = op.driver_word](unsigned long, int32_t) { return IoctlAnswer{0, 0, word}; });
-        EXPECT_EQ(logged([&] { r = op.call(); }), op.line.empty() ? Lines{} : Lines{op.line});
-        EXPECT_EQ(r, op.result) << op.name;
+        EXPECT_EQ(logged(op.call), std::pair(op.result, op.line.empty() ? Lines{} : Lines{op.line}))
+            << op.name;
         EXPECT_EQ(dev.calls(), (std::vector<IoctlCall>{{op.request, op.word_in}, {op.request, op.word_in}}))
             << op.name;
     }

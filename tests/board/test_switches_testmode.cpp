@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "capture.hpp"
 #include "comm_board.h"
 #include "comm_log.h"
 #include "comm_pmu.h"
@@ -17,10 +16,8 @@
 #include "testbed.hpp"
 
 namespace {
-using Lines = std::vector<std::string>;
-Lines logged(const std::function<void()> &fn) {
-    return testsupport::summarise(testsupport::capture_stdout(fn));
-}
+using testsupport::Lines;
+using testsupport::logged;
 }  // namespace
 
 TEST(TempTestMode, CpuSixtySixAndNtcThirtySevenOnceTheDeviceIsThere) {

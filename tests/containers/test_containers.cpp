@@ -24,11 +24,9 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
 using Bytes = std::vector<uint8_t>;
-Lines logged(const std::function<void()> &fn) {
-    return testsupport::summarise(testsupport::capture_stdout(fn));
-}
+using testsupport::Lines;
+using testsupport::logged;
 
 // While a Spy lives, the calls below are counted and usleep runs the hook
 // instead of sleeping (the test playing the peer that frees room or brings data).
@@ -186,23 +184,16 @@ TEST_F(Containers, ResultLocksSignalsAndLinesPerCall) {
     const std::string full = full_line("rb"), empty = empty_line("rb"), null_queue = " :queueHdl is NULL!\n";
     // what, ring bytes before (of 8), call, result, locks, signals, log lines,
     // ring bytes after; the queue holds one element of 4 bytes
+    // clang-format off
     const std::tuple<const char *, int, std::function<int()>, int, int, int, std::string, int> cases[] = {
-        {"StrIn null, 0", 3,
-         [&] { return RingBuffer_StrIn(ring_, nullptr, 4) + RingBuffer_StrIn(ring_, b, 0); }, 0, 0, 0, "", 3},
-        {"StrOut null, 0", 3,
-         [&] { return RingBuffer_StrOut(ring_, nullptr, 4) + RingBuffer_StrOut(ring_, b, 0); }, 0, 0, 0, "",
-         3},
-        {"StrInWait null, 0", 3,
-         [&] { return RingBuffer_StrInWait(ring_, nullptr, 4, 3) + RingBuffer_StrInWait(ring_, b, 0, 3); }, 0,
-         0, 0, "", 3},
-        {"StrOutWait null, 0", 3,
-         [&] { return RingBuffer_StrOutWait(ring_, nullptr, 4, 3) + RingBuffer_StrOutWait(ring_, b, 0, 3); },
-         0, 0, 0, "", 3},
+        {"StrIn null, 0", 3, [&] { return RingBuffer_StrIn(ring_, nullptr, 4) + RingBuffer_StrIn(ring_, b, 0); }, 0, 0, 0, "", 3},
+        {"StrOut null, 0", 3, [&] { return RingBuffer_StrOut(ring_, nullptr, 4) + RingBuffer_StrOut(ring_, b, 0); }, 0, 0, 0, "", 3},
+        {"StrInWait null, 0", 3, [&] { return RingBuffer_StrInWait(ring_, nullptr, 4, 3) + RingBuffer_StrInWait(ring_, b, 0, 3); }, 0, 0, 0, "", 3},
+        {"StrOutWait null, 0", 3, [&] { return RingBuffer_StrOutWait(ring_, nullptr, 4, 3) + RingBuffer_StrOutWait(ring_, b, 0, 3); }, 0, 0, 0, "", 3},
         // A negative length is locked, moves nothing and comes back.
         {"StrIn -1", 3, [&] { return RingBuffer_StrIn(ring_, b, -1); }, -1, 1, 1, "", 3},
         {"StrOut -5", 3, [&] { return RingBuffer_StrOut(ring_, b, -5); }, -5, 1, 0, "", 3},
-        {"StrInWait min", 3, [&] { return RingBuffer_StrInWait(ring_, b, INT32_MIN, 3); }, INT32_MIN, 1, 1,
-         "", 3},
+        {"StrInWait min", 3, [&] { return RingBuffer_StrInWait(ring_, b, INT32_MIN, 3); }, INT32_MIN, 1, 1, "", 3},
         {"StrOutWait -2", 3, [&] { return RingBuffer_StrOutWait(ring_, b, -2, 3); }, -2, 1, 0, "", 3},
         {"StrIn", 0, [&] { return RingBuffer_StrIn(ring_, b, 3); }, 3, 1, 1, "", 3},
         {"StrIn full", 7, [&] { return RingBuffer_StrIn(ring_, b, 3); }, 0, 1, 1, full, 7},
@@ -211,47 +202,34 @@ TEST_F(Containers, ResultLocksSignalsAndLinesPerCall) {
         {"StrInWait", 0, [&] { return RingBuffer_StrInWait(ring_, b, 3, 2); }, 3, 1, 1, "", 3},
         {"StrInWait full", 7, [&] { return RingBuffer_StrInWait(ring_, b, 3, 2); }, 0, 1, 1, full + full, 7},
         {"StrOutWait", 5, [&] { return RingBuffer_StrOutWait(ring_, b, 3, 2); }, 3, 1, 0, "", 2},
-        {"StrOutWait empty", 0, [&] { return RingBuffer_StrOutWait(ring_, b, 3, 2); }, 0, 1, 0, empty + empty,
-         0},
-        {"Clean, isEmpty", 5, [&] { return RingBuffer_Clean(ring_) * 10 + RingBuffer_isEmpty(ring_); }, 11, 1,
-         0, "", 0},
-        {"In, isFull", 6, [&] { return RingBuffer_In(ring_, 1) * 10 + RingBuffer_isFull(ring_); }, 11, 0, 0,
-         "", 7},
+        {"StrOutWait empty", 0, [&] { return RingBuffer_StrOutWait(ring_, b, 3, 2); }, 0, 1, 0, empty + empty, 0},
+        {"Clean, isEmpty", 5, [&] { return RingBuffer_Clean(ring_) * 10 + RingBuffer_isEmpty(ring_); }, 11, 1, 0, "", 0},
+        {"In, isFull", 6, [&] { return RingBuffer_In(ring_, 1) * 10 + RingBuffer_isFull(ring_); }, 11, 0, 0, "", 7},
         {"In full", 7, [&] { return RingBuffer_In(ring_, 1); }, 0, 0, 0, full, 7},
-        {"Out", 5, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 117, 0, 0, "",
-         4},  // the first byte
-        {"Out empty", 0, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 7, 0, 0, empty,
-         0},  // left alone
+        {"Out", 5, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 117, 0, 0, "", 4},  // the first byte
+        {"Out empty", 0, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 7, 0, 0, empty, 0},  // left alone
         {"ring destroy", 0, [&] { return RingBuffer_destroy(ring_), ring_ = nullptr, 0; }, 0, 0, 1, "", 0},
         {"queue push", 0, [&] { return Zev_Queue_Push(q_, b) * 10 + Zev_Queue_GetLen(q_); }, 1, 1, 0, "", 0},
-        {"queue push to full", 0, [&] { return Zev_Queue_Push(q_, b) + Zev_Queue_Push(q_, b); }, -2, 2, 0,
-         kFull, 0},
+        {"queue push to full", 0, [&] { return Zev_Queue_Push(q_, b) + Zev_Queue_Push(q_, b); }, -2, 2, 0, kFull, 0},
         {"queue pop", 0, [&] { return Zev_Queue_Push(q_, b) + Zev_Queue_Pop(q_, b); }, 0, 2, 0, "", 0},
         // Without an element a push takes its slot as it is and a pop drops one.
-        {"queue null elements", 0,
-         [&] {
+        {"queue null elements", 0, [&] {
              uint32_t v = 0x11223344, w = 0;
-             Zev_Queue_Push(q_, &v), Zev_Queue_Pop(q_, &w), Zev_Queue_Push(q_, nullptr),
-                 Zev_Queue_Pop(q_, &w);
-             return Zev_Queue_Push(q_, nullptr) + Zev_Queue_Pop(q_, nullptr) + Zev_Queue_GetLen(q_) +
-                    (w == v);
-         },
-         1, 6, 0, "", 0},
-        {"queue clear", 0, [&] { return Zev_Queue_Push(q_, b), Zev_Queue_Clear(q_), Zev_Queue_GetLen(q_); },
-         0, 2, 0, "", 0},
+             Zev_Queue_Push(q_, &v), Zev_Queue_Pop(q_, &w), Zev_Queue_Push(q_, nullptr), Zev_Queue_Pop(q_, &w);
+             return Zev_Queue_Push(q_, nullptr) + Zev_Queue_Pop(q_, nullptr) + Zev_Queue_GetLen(q_) + (w == v);
+         }, 1, 6, 0, "", 0},
+        {"queue clear", 0, [&] { return Zev_Queue_Push(q_, b), Zev_Queue_Clear(q_), Zev_Queue_GetLen(q_); }, 0, 2, 0, "", 0},
         {"queue pop empty", 0, [&] { return Zev_Queue_Pop(q_, b); }, -2, 1, 0, kEmpty, 0},
         {"queue destroy", 0, [&] { return Zev_Queue_Destroy(q_), q_ = nullptr, 0; }, 0, 1, 0, "", 0},
-        {"null len", 0, [] { return Zev_Queue_GetLen(nullptr); }, -1, 0, 0,
-         "ERR Zev_Queue_GetLen" + null_queue, 0},
-        {"null push", 0, [&] { return Zev_Queue_Push(nullptr, b) * 10 + Zev_Queue_Push(nullptr, nullptr); },
-         -11, 0, 0, "ERR Zev_Queue_Push" + null_queue + "ERR Zev_Queue_Push" + null_queue, 0},
-        {"null pop", 0, [&] { return Zev_Queue_Pop(nullptr, b) * 10 + Zev_Queue_Pop(nullptr, nullptr); }, -11,
-         0, 0, "ERR Zev_Queue_Pop" + null_queue + "ERR Zev_Queue_Pop" + null_queue, 0},
-        {"null clear", 0, [] { return Zev_Queue_Clear(nullptr), 0; }, 0, 0, 0,
-         "ERR Zev_Queue_Clear" + null_queue, 0},
-        {"null destroy", 0, [] { return Zev_Queue_Destroy(nullptr), 0; }, 0, 0, 0,
-         "ERR Zev_Queue_Destroy" + null_queue, 0},
+        {"null len", 0, [] { return Zev_Queue_GetLen(nullptr); }, -1, 0, 0, "ERR Zev_Queue_GetLen" + null_queue, 0},
+        {"null push", 0, [&] { return Zev_Queue_Push(nullptr, b) * 10 + Zev_Queue_Push(nullptr, nullptr); }, -11, 0, 0,
+         "ERR Zev_Queue_Push" + null_queue + "ERR Zev_Queue_Push" + null_queue, 0},
+        {"null pop", 0, [&] { return Zev_Queue_Pop(nullptr, b) * 10 + Zev_Queue_Pop(nullptr, nullptr); }, -11, 0, 0,
+         "ERR Zev_Queue_Pop" + null_queue + "ERR Zev_Queue_Pop" + null_queue, 0},
+        {"null clear", 0, [] { return Zev_Queue_Clear(nullptr), 0; }, 0, 0, 0, "ERR Zev_Queue_Clear" + null_queue, 0},
+        {"null destroy", 0, [] { return Zev_Queue_Destroy(nullptr), 0; }, 0, 0, 0, "ERR Zev_Queue_Destroy" + null_queue, 0},
     };
+    // clang-format on
     for (const auto &[what, before, call, result, locks, signals, lines, after] : cases) {
         ring(8);
         fill(pattern(before, 10));
@@ -314,10 +292,9 @@ TEST_F(Containers, RingCreationRefusesCapacitiesBelowOneAndCutsNamesAt31) {
         EXPECT_EQ(r, nullptr) << capacity;
     }
     const std::string n31(31, 'n'), n32 = n31 + "X";
-    for (const auto &[name, kept] : {std::pair<const char *, std::string>{"", ""},
-                                     {nullptr, ""},
-                                     {n31.c_str(), n31},
-                                     {n32.c_str(), n31}}) {
+    using Name = std::pair<const char *, std::string>;
+    for (const auto &[name, kept] :
+         {Name{"", ""}, Name{nullptr, ""}, Name{n31.c_str(), n31}, Name{n32.c_str(), n31}}) {
         ring(1, name);
         uint8_t b = 0;
         EXPECT_EQ(logged([&] { RingBuffer_In(ring_, 1), RingBuffer_Out(ring_, &b); }),
@@ -329,14 +306,10 @@ TEST_F(Containers, RingCreationRefusesCapacitiesBelowOneAndCutsNamesAt31) {
 // size exactly (none for size 0), and full and empty say so, whether an
 // element is given or not.
 TEST_F(Containers, QueueEverySlotIsUsable) {
-    for (const auto &[size, capacity] : {std::pair<uint32_t, int>{4, 1},
-                                         {3, 2},
-                                         {4097, 2},
-                                         {4, 33},
-                                         {0, 2},
-                                         {16, 0},
-                                         {4, -1},
-                                         {4, INT32_MIN}}) {
+    // clang-format off
+    for (const auto &[size, capacity] : {std::pair<uint32_t, int>{4, 1}, {3, 2}, {4097, 2}, {4, 33}, {0, 2}, {16, 0},
+                                         {4, -1}, {4, INT32_MIN}}) {
+        // clang-format on
         queue(size, capacity);
         ASSERT_NE(q_, nullptr);
         const int slots = std::max(capacity, 0);
@@ -379,10 +352,8 @@ TEST_F(Containers, CreationFailsWholeAtEveryAllocation) {
     // what, creation, its allocations (the ring: record, data; the queue:
     // record, slot array, one per slot), the line of a failure
     const std::tuple<const char *, std::function<void *()>, int, Lines> cases[] = {
-        {"ring",
-         [] { return RingBuffer_create("ring", 64); },
-         2,
-         {"ERR RingBuffer_create :ring:malloc fail\n"}},
+        {"ring", [] { return RingBuffer_create("ring", 64); }, 2,
+         Lines{"ERR RingBuffer_create :ring:malloc fail\n"}},
         {"queue 64x3", [] { return Zev_Queue_Create(64, 3); }, 5, {}},
         {"queue 1x1", [] { return Zev_Queue_Create(1, 1); }, 3, {}},
         {"queue 0x2", [] { return Zev_Queue_Create(0, 2); }, 4, {}},

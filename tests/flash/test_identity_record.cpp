@@ -23,8 +23,6 @@ namespace fake = testsupport::settings_fake;
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 // The record's layout: fields, the slots of their digest texts, RecordMd5.
 constexpr size_t kSize = 1152, kRecordMd5 = 0x450;
 constexpr uint32_t kCopyAt = 0x6000;          // both copies: block 6 of their partition
@@ -95,7 +93,7 @@ public:
     // The identity record's log lines while fn runs at level 5.
     static Lines logged(const std::function<void()> &fn) {
         Zev_Comm_SetPrintLev(5);
-        const Lines all = summarise(capture_stdout(fn));
+        const Lines all = testsupport::logged(fn);
         Zev_Comm_SetPrintLev(0);
         Lines kept;
         std::copy_if(all.begin(), all.end(), std::back_inserter(kept),

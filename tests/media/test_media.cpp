@@ -75,13 +75,11 @@ TEST_F(Mp3, FailuresGiveZero) {
     ASSERT_TRUE(testsupport::write_file(empty, "") && mkdir(folder.c_str(), 0700) == 0);
     const Lines warn = {"WAR Zev_Mp3Decode :mp3decoder_init error!\n"};
     char buf[16];
+    // clang-format off
     const std::tuple<const char *, void *, int32_t, Lines> cases[] = {{"/nonexistent/x.mp3", buf, 16, warn},
-                                                                      {empty.c_str(), buf, 16, warn},
-                                                                      {folder.c_str(), buf, 16, warn},
-                                                                      {nullptr, buf, 16, {}},
-                                                                      {good.c_str(), nullptr, 16, {}},
-                                                                      {good.c_str(), buf, 0, {}},
-                                                                      {good.c_str(), buf, -1, {}}};
+        {empty.c_str(), buf, 16, warn}, {folder.c_str(), buf, 16, warn}, {nullptr, buf, 16, {}},
+        {good.c_str(), nullptr, 16, {}}, {good.c_str(), buf, 0, {}}, {good.c_str(), buf, -1, {}}};
+    // clang-format on
     for (const auto &[path, out, capacity, lines] : cases)
         EXPECT_EQ(logged([&, p = path, o = out, c = capacity] { return Zev_Mp3Decode(p, o, c); }),
                   std::make_pair(0, lines))
@@ -96,23 +94,19 @@ TEST_F(Mp3, ExactByteCountsCutsAndGarbage) {
     // The decoder trusts a frame only when the next header follows it (or the
     // file ends): the frame in front of foreign bytes goes with them. Within a
     // call it skips foreign bytes up to the next run of frames.
+    // clang-format off
     const std::tuple<std::string, int32_t, int32_t, std::string> cases[] = {
-        {silent_frames(1, false), big, kMono, mono},
+        {silent_frames(1, false), big, kMono, mono}, {silent_frames(300, false), big, 300 * kMono, mono},
         {silent_frames(10, true), big, 20 * kMono, "DBG Zev_Mp3Decode :samprate:48000, channels:2\n"},
-        {silent_frames(300, false), big, 300 * kMono, mono},
-        {ten, kMono - 1, kMono - 1, mono},
-        {ten, kMono + 1, kMono + 1, mono},
-        {ten, 10 * kMono, 10 * kMono, mono},
-        {ten, 10 * kMono + 1, 10 * kMono, mono},
+        {ten, kMono - 1, kMono - 1, mono}, {ten, kMono + 1, kMono + 1, mono},
+        {ten, 10 * kMono, 10 * kMono, mono}, {ten, 10 * kMono + 1, 10 * kMono, mono},
         {twelve + "TAG trailing bytes, not a frame", big, 11 * kMono, mono},
         {twelve + std::string(1000, '\0'), big, 11 * kMono, mono},
         {twelve + std::string(500, 'x') + twelve, big, 23 * kMono, mono},
         {twelve.substr(0, 12 * 384 - 100), big, 11 * kMono, mono},  // the last frame cut
-        {std::string(100, 'x') + twelve, big, 12 * kMono, mono},
-        {std::string(5000, '\0'), big, 0, none},
-        {"\xFF\xFB", big, 0, none},
-        {std::string("\xFF\xFB\x94\xC0", 4), big, 0, none}  // a lone header
-    };
+        {std::string(100, 'x') + twelve, big, 12 * kMono, mono}, {std::string(5000, '\0'), big, 0, none},
+        {"\xFF\xFB", big, 0, none}, {std::string("\xFF\xFB\x94\xC0", 4), big, 0, none}};  // a lone header
+    // clang-format on
     for (const auto &[content, capacity, bytes, line] : cases) {
         EXPECT_EQ(decode(file(content), capacity), std::make_pair(bytes, Lines{line}))
             << content.size() << "/" << capacity;
@@ -134,13 +128,12 @@ TEST_F(Mp3, NothingBehindTheResultAcrossLayersAndRates) {
     };
     const std::string l2_cut = frames("\xFF\xFD\x74\xC0", 336, '\xFF', 3),  // 112 kbit/s, 48 kHz
         l3_32k = frames("\xFF\xFB\x98\xC0", 576, '\0', 12);                 // 128 kbit/s, 32 kHz
+    // clang-format off
     const std::pair<std::string, int32_t> streams[] = {
-        {silent_frames(12, false) + l2_cut, 11 * kMono},
-        {silent_frames(12, true) + l2_cut, 22 * kMono},
+        {silent_frames(12, false) + l2_cut, 11 * kMono}, {silent_frames(12, true) + l2_cut, 22 * kMono},
         {silent_frames(12, false) + l3_32k + l2_cut, 22 * kMono},  // a frame lost at each change
-        {l3_32k + silent_frames(12, true) + l2_cut, 11 * kMono + 22 * kMono},
-        {l2_cut, 0},
-    };
+        {l3_32k + silent_frames(12, true) + l2_cut, 11 * kMono + 22 * kMono}, {l2_cut, 0}};
+    // clang-format on
     constexpr int32_t kCapacity = 1 << 17;
     std::vector<unsigned char> buf(kCapacity + 1);
     Zev_Comm_SetPrintLev(0);
@@ -295,15 +288,14 @@ TEST(Mp4Probe, HeaderBlocks) {
     const uint32_t u = kUnset, n = kNone;
     // Name, content, mode (0: not written), result, the three words.
     const std::tuple<std::string, std::string, mode_t, int32_t, uint32_t, uint32_t, uint32_t> cases[] = {
+        // clang-format off
         {"a", mp4("mvhd", 60000, 30, 30000), 0600, 0, 60000, 30, 30000},
         {"a", mp4("mvhd", 0x01020304, 0xFFFFFFFE, 0x80000000), 0600, 0, 0x01020304, 0xFFFFFFFE, 0x80000000},
-        {"a", block, 0600, 0, 7, 8, 9},  // exactly 4148 bytes
-        {"a", block.substr(0, 4147), 0600, -6, u, u, u},
-        {"a", "", 0600, -6, u, u, u},
-        {"a", mp4("trak", 1, 2, 3), 0600, -7, n, n, n},
-        {"a", mp4("MVHD", 1, 2, 3), 0600, -7, n, n, n},
-        {"missing", "", 0, -4, u, u, u},
+        {"a", block, 0600, 0, 7, 8, 9},  /* exactly 4148 bytes */  {"a", block.substr(0, 4147), 0600, -6, u, u, u},
+        {"a", "", 0600, -6, u, u, u}, {"a", mp4("trak", 1, 2, 3), 0600, -7, n, n, n},
+        {"a", mp4("MVHD", 1, 2, 3), 0600, -7, n, n, n}, {"missing", "", 0, -4, u, u, u},
         {"read-only", mp4("mvhd", 1, 2, 3), 0400, -4, u, u, u}};
+    // clang-format on
     for (const auto &[name, content, mode, result, d0, f0, f1] : cases) {
         if (mode == 0400 && geteuid() == 0) continue;  // root opens it anyway
         const std::string path = dir / name;
@@ -341,16 +333,14 @@ TEST_F(CaptureSlots, PollCountsAndLines) {
     // The name before ("-" none), time-out, g_name_at, usleep calls, result, line.
     const std::string kLong = "A" + std::string(299, 'n');
     const std::tuple<std::string, int32_t, int, int, std::string, std::string> cases[] = {
-        {"-", 99, 0, 0, "", timeout},
-        {"old", 99, -1, 0, "old", timeout},  // 99 does not even look
-        {"-", 100, -1, 1, "", timeout},
-        {"-", 250, -1, 2, "", timeout},
-        {kLong, 1000, -1, 1, kLong.substr(0, 71),
-         got + kLong.substr(0, 71) + " (0/10)\n"},          // cut to the slot
+        // clang-format off
+        {"-", 99, 0, 0, "", timeout}, {"old", 99, -1, 0, "old", timeout},  // 99 does not even look
+        {"-", 100, -1, 1, "", timeout}, {"-", 250, -1, 2, "", timeout},
+        {kLong, 1000, -1, 1, kLong.substr(0, 71), got + kLong.substr(0, 71) + " (0/10)\n"},  // cut to the slot
         {"old", 1000, -1, 1, "old", got + "old (0/10)\n"},  // nothing of the longer name behind
-        {"-", 1000, 0, 1, "new", got + "new (0/10)\n"},
-        {"-", 1000, 3, 4, "new", got + "new (3/10)\n"},
+        {"-", 1000, 0, 1, "new", got + "new (0/10)\n"}, {"-", 1000, 3, 4, "new", got + "new (3/10)\n"},
         {"-", 1099, 9, 10, "new", got + "new (9/10)\n"}};
+    // clang-format on
     for (const auto &[before, ms, name_at, sleeps, result, line] : cases) {
         SetCaptureFileName(before == "-" ? nullptr : before.c_str(), 0);
         g_sleeps = 0;

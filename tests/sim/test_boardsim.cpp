@@ -40,18 +40,13 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
     EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "in\n");
     EXPECT_EQ(testsupport::read_file(gpio("gpio33/value")), "0\n");
 
-    const struct {
-        std::vector<std::string> args;
-        int status;
-        std::string out;
-    } steps[] = {
-        {{"gpio", "set", "33", "1"}, 0, ""},  // an input refuses the value
-        {{"gpio", "get", "33"}, 0, "0\n"},      {{"gpio", "dir", "33", "out"}, 0, ""},
-        {{"gpio", "set", "33", "1"}, 0, ""},    {{"gpio", "get", "33"}, 0, "1\n"},
-        {{"gpio", "set", "33", "0"}, 0, ""},    {{"gpio", "get", "33"}, 0, "0\n"},
-        {{"gpio", "dir", "33", "high"}, 0, ""}, {{"gpio", "get", "33"}, 0, "1\n"},
-        {{"gpio", "unexport", "33"}, 0, ""},    {{"gpio", "get", "33"}, 1, ""},
-    };
+    // clang-format off
+    const struct { std::vector<std::string> args; int status; std::string out; } steps[] = {
+        {{"gpio", "set", "33", "1"}, 0, ""},  /* an input refuses the value */  {{"gpio", "get", "33"}, 0, "0\n"},
+        {{"gpio", "dir", "33", "out"}, 0, ""}, {{"gpio", "set", "33", "1"}, 0, ""}, {{"gpio", "get", "33"}, 0, "1\n"},
+        {{"gpio", "set", "33", "0"}, 0, ""}, {{"gpio", "get", "33"}, 0, "0\n"}, {{"gpio", "dir", "33", "high"}, 0, ""},
+        {{"gpio", "get", "33"}, 0, "1\n"}, {{"gpio", "unexport", "33"}, 0, ""}, {{"gpio", "get", "33"}, 1, ""}};
+    // clang-format on
     for (const auto &s : steps) {
         r = commctl(s.args);
         EXPECT_EQ(r.status, s.status) << s.args[1] << " " << r.err;
@@ -82,18 +77,15 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
 }
 
 TEST_F(Boardsim, ExitStatusAndErrors) {
-    const struct {
-        std::vector<std::string> argv;
-        int status;
-        const char *err;
-    } cases[] = {
+    // clang-format off
+    const struct { std::vector<std::string> argv; int status; const char *err; } cases[] = {
         {{BOARDSIM_EXE, "--state", state_.path(), "--", "/bin/sh", "-c", "exit 3"}, 3, ""},
         {{BOARDSIM_EXE, "--state", state_.path(), "--", "/nonexistent/program"}, 127, "cannot run"},
         {{BOARDSIM_EXE, "--state", state_.path()}, 2, "no program"},
         {{BOARDSIM_EXE, "--bogus", "x"}, 2, "unknown option"},
         {{BOARDSIM_EXE, "--pmu-voltag=1", "--", "true"}, 2, "unknown board option '--pmu-voltag=1'"},
-        {{BOARDSIM_EXE, "--state", state_.path(), "--pmu-voltage=11000", "--", "true"}, 0, ""},
-    };
+        {{BOARDSIM_EXE, "--state", state_.path(), "--pmu-voltage=11000", "--", "true"}, 0, ""}};
+    // clang-format on
     for (const auto &c : cases) {
         const RunResult r = run(c.argv);
         EXPECT_EQ(r.status, c.status) << c.argv.back();
@@ -148,12 +140,11 @@ TEST_F(Boardsim, HwclockTakesAnyStatePath) {
 // what exists, a write is cut at the end and fails there with ENOSPC, the
 // image never grows, and no count, however large, brings boardsim down.
 TEST_F(Boardsim, FlashBlockTransfersStayInTheImage) {
-    const struct {
-        const char *transfer, *result;
-    } rows[] = {
+    // clang-format off
+    const struct { const char *transfer, *result; } rows[] = {
         {"r:80000000:0", "32768 0"}, {"r:ffffffff:10", "32752 0"}, {"r:10:8000", "0 0"}, {"w:10:7ff8", "8 0"},
-        {"w:80000000:0", "32768 0"}, {"w:10:8000", "-1 28"},       {"r:0:0", "0 0"},     {"w:0:0", "0 0"},
-    };
+        {"w:80000000:0", "32768 0"}, {"w:10:8000", "-1 28"},       {"r:0:0", "0 0"},     {"w:0:0", "0 0"}};
+    // clang-format on
     std::vector<std::string> program = {RAW_TRANSFER_EXE, "/dev/mtdblock3"};
     std::string want;
     for (const auto &row : rows) {
@@ -168,32 +159,22 @@ TEST_F(Boardsim, FlashBlockTransfersStayInTheImage) {
 }
 
 TEST_F(Boardsim, CommctlUsage) {
-    const struct {
-        std::vector<std::string> args;
-        int status;
-        const char *where;  // text expected on stdout (status 0) or stderr
-    } cases[] = {
-        {{"--help"}, 0, "Commands:"},
-        {{"--version"}, 0, "commctl (libcomm) " COMM_VERSION_STRING "\n"},
+    // where: text expected on stdout (status 0) or stderr
+    // clang-format off
+    const struct { std::vector<std::string> args; int status; const char *where; } cases[] = {
+        {{"--help"}, 0, "Commands:"}, {{"--version"}, 0, "commctl (libcomm) " COMM_VERSION_STRING "\n"},
         {{"-V"}, 0, "commctl (libcomm) " COMM_VERSION_STRING "\n"},
         {{"run", "echo", "--help"}, 0, "--help"},  // an operand: echo gets it
-        {{"--bogus", "clock"}, 2, "commctl: unknown option '--bogus'"},
-        {{"-q", "clock"}, 2, "commctl: unknown option '-q'"},
-        {{"--level"}, 2, "--level wants a value"},
-        {{"--", "--help"}, 2, "unknown command '--help'"},
-        {{"gpio", "export", "--5"}, 2, "'--5' is not a pin number"},
-        {{"gpio", "export", "0x-5"}, 2, "'0x-5' is not a pin number"},
-        {{"gpio", "export", "-0x"}, 2, "'-0x' is not a pin number"},
-        {{"gpio", "--help"}, 0, "usage: commctl gpio export PIN"},
-        {{"clock", "--help"}, 0, "usage: commctl clock"},
-        {{"log-demo", "--help"}, 0, "usage: commctl [--level N] log-demo"},
-        {{}, 2, "Usage: commctl"},
-        {{"nonsense"}, 2, "commctl: unknown command 'nonsense'"},
+        {{"--bogus", "clock"}, 2, "commctl: unknown option '--bogus'"}, {{"-q", "clock"}, 2, "commctl: unknown option '-q'"},
+        {{"--level"}, 2, "--level wants a value"}, {{"--", "--help"}, 2, "unknown command '--help'"},
+        {{"gpio", "export", "--5"}, 2, "'--5' is not a pin number"}, {{"gpio", "export", "0x-5"}, 2, "'0x-5' is not a pin number"},
+        {{"gpio", "export", "-0x"}, 2, "'-0x' is not a pin number"}, {{"gpio", "--help"}, 0, "usage: commctl gpio export PIN"},
+        {{"clock", "--help"}, 0, "usage: commctl clock"}, {{"log-demo", "--help"}, 0, "usage: commctl [--level N] log-demo"},
+        {{}, 2, "Usage: commctl"}, {{"nonsense"}, 2, "commctl: unknown command 'nonsense'"},
         {{"gpio", "export", "x3"}, 2, "commctl: 'x3' is not a pin number"},
         {{"gpio", "dir", "33", "sideways"}, 2, "direction must be in, out, high or low"},
-        {{"gpio", "export", "1000"}, 1, "gpio export 1000 failed (-1)"},
-        {{"--level", "x", "clock"}, 2, "--level wants a number"},
-    };
+        {{"gpio", "export", "1000"}, 1, "gpio export 1000 failed (-1)"}, {{"--level", "x", "clock"}, 2, "--level wants a number"}};
+    // clang-format on
     for (const auto &c : cases) {
         std::vector<std::string> argv = {COMMCTL_EXE};
         argv.insert(argv.end(), c.args.begin(), c.args.end());
@@ -208,12 +189,10 @@ TEST_F(Boardsim, CommctlUsage) {
 }
 
 TEST_F(Boardsim, LogLinesOnlyWhenAskedFor) {
-    const struct {
-        std::vector<std::string> opts;
-        size_t lines;
-    } cases[] = {
-        {{}, 0}, {{"--level", "1"}, 1}, {{"--level=7"}, 7}, {{"-v"}, 5}, {{"-vv"}, 6}, {{"-vvvv"}, 7},
-    };
+    // clang-format off
+    const struct { std::vector<std::string> opts; size_t lines; } cases[] = {
+        {{}, 0}, {{"--level", "1"}, 1}, {{"--level=7"}, 7}, {{"-v"}, 5}, {{"-vv"}, 6}, {{"-vvvv"}, 7}};
+    // clang-format on
     for (const auto &c : cases) {
         std::vector<std::string> args = c.opts;
         args.push_back("log-demo");
