@@ -29,6 +29,7 @@ TEST(SystemEx, FormatsCutsAt255AndReturnsTheStatus) {
 TEST(Cmd, OneReadOnlyTheLastByteTerminated) {
     const std::string ten = "printf 0123456789";
     // command, size, fill, result, the whole buffer afterwards
+    // clang-format off
     const std::tuple<std::string, int32_t, char, int32_t, std::string> cases[] = {
         {ten, 20, '\0', 0, std::string("0123456789") + std::string(10, '\0')},
         {ten, 10, 'X', 0, std::string("012345678\0", 10)},        // exactly iSize: last byte lost
@@ -36,10 +37,9 @@ TEST(Cmd, OneReadOnlyTheLastByteTerminated) {
         {"printf 'ab\\000cd'", 8, 'X', 0, std::string("ab\0cdXX\0", 8)},
         {"printf ab; sleep 0.05; printf cd", 8, '\0', 0, std::string("abcd\0\0\0\0", 8)},
         {"printf out; exit 3", 4, '\0', 0, std::string("out\0", 4)},  // exit status not reported
-        {"true", 8, 'X', -2, std::string(8, 'X')},
-        {ten, 0, 'X', -2, std::string(8, 'X')},
-        {ten, INT32_MIN, 'X', -2, std::string(8, 'X')},
-    };
+        {"true", 8, 'X', -2, std::string(8, 'X')}, {ten, 0, 'X', -2, std::string(8, 'X')},
+        {ten, INT32_MIN, 'X', -2, std::string(8, 'X')}};
+    // clang-format on
     for (const auto &[cmd, size, fill, result, bytes] : cases) {
         std::string buf(bytes.size(), fill);
         EXPECT_EQ(Zev_Comm_Cmd(cmd.c_str(), buf.data(), size), result) << cmd << " " << size;

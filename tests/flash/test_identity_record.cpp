@@ -93,12 +93,11 @@ public:
     // The identity record's log lines while fn runs at level 5.
     static Lines logged(const std::function<void()> &fn) {
         Zev_Comm_SetPrintLev(5);
-        const Lines all = testsupport::logged(fn);
+        Lines lines = testsupport::logged(fn);
         Zev_Comm_SetPrintLev(0);
-        Lines kept;
-        std::copy_if(all.begin(), all.end(), std::back_inserter(kept),
-                     [](const std::string &l) { return l.find(" Zev_SnManager_") != std::string::npos; });
-        return kept;
+        std::erase_if(lines,
+                      [](const std::string &l) { return l.find(" Zev_SnManager_") == std::string::npos; });
+        return lines;
     }
     Lines start() {
         snaps_.clear();
@@ -260,16 +259,12 @@ TEST_F(Sn, FailedReloadNeverLosesTheRecord) {
     damaged[kSn.offset + 1] ^= 0x20;
     put_field(want, kAdas, text("Adas-4"));
     seal(want);
-    const struct {
-        bool first_good;
-        int from, count;
-        size_t short_len;
-        int result;
-    } rows[] = {
+    // clang-format off
+    const struct { bool first_good; int from, count; size_t short_len; int result; } rows[] = {
         {true, 2, 1, 0, 0},     {true, 2, 1, 600, 0},    {false, 2, 1, 0, 0}, {false, 2, 1, 600, 0},
         {true, 2, 9, 0, 0},     {true, 2, 9, 600, 0},    {false, 2, 9, 0, 0}, {false, 2, 9, 600, 0},
-        {true, 1, 9, 600, -13}, {false, 1, 9, 600, -13},
-    };
+        {true, 1, 9, 600, -13}, {false, 1, 9, 600, -13}};
+    // clang-format on
     for (const auto &row : rows) {
         const std::string at = std::string(row.first_good ? "first" : "second") + " good, reads " +
                                std::to_string(row.from) + "+" + std::to_string(row.count) + " short " +

@@ -68,23 +68,14 @@ TEST_F(LocalTime, TzChangeShowsInTheNextTextOfTheSameSecond) {
     while (path_tz.size() < 140) path_tz += "/.";
     path_tz += "/Asia/Tokyo";  // longer than the copy the library keeps of TZ
     const bool have_zoneinfo = access("/usr/share/zoneinfo/Asia/Tokyo", R_OK) == 0;
-    const struct {
-        const char *tz;
-        bool call_tzset;
-        const char *rtc;
-        const char *format;
-    } steps[] = {
-        {"UTC0", false, "250920 14:03:59", "20250920-140359"},
-        {"JST-9", false, "250920 23:03:59", "20250920-230359"},
-        {"EST5", true, "250920 09:03:59", "20250920-090359"},
-        {"<+0545>-5:45", false, "250920 19:48:59", "20250920-194859"},
-        {"", false, "250920 14:03:59", "20250920-140359"},  // empty: UTC
-        {"JST-9", true, "250920 23:03:59", "20250920-230359"},
-        {"UTC0", false, "250920 14:03:59", "20250920-140359"},
-        {path_tz.c_str(), false, "250920 23:03:59", "20250920-230359"},
-        {"UTC0", false, "250920 14:03:59", "20250920-140359"},
-        {path_tz.c_str(), false, "250920 23:03:59", "20250920-230359"},
-    };
+    // clang-format off
+    const struct { const char *tz; bool call_tzset; const char *rtc; const char *format; } steps[] = {
+        {"UTC0", false, "250920 14:03:59", "20250920-140359"}, {"JST-9", false, "250920 23:03:59", "20250920-230359"},
+        {"EST5", true, "250920 09:03:59", "20250920-090359"}, {"<+0545>-5:45", false, "250920 19:48:59", "20250920-194859"},
+        {"", false, "250920 14:03:59", "20250920-140359"},  /* empty: UTC */  {"JST-9", true, "250920 23:03:59", "20250920-230359"},
+        {"UTC0", false, "250920 14:03:59", "20250920-140359"}, {path_tz.c_str(), false, "250920 23:03:59", "20250920-230359"},
+        {"UTC0", false, "250920 14:03:59", "20250920-140359"}, {path_tz.c_str(), false, "250920 23:03:59", "20250920-230359"}};
+    // clang-format on
     for (const auto &s : steps) {
         if (s.tz == path_tz.c_str() && !have_zoneinfo) continue;
         set_tz(s.tz);
@@ -98,19 +89,14 @@ TEST_F(LocalTime, TzChangeShowsInTheNextTextOfTheSameSecond) {
 }
 
 TEST_F(LocalTime, SecondBoundariesAndClockSteps) {
-    const struct {
-        int64_t wall;
-        const char *rtc;
-        const char *format;
-    } steps[] = {
-        {1767225598, "251231 23:59:58", "20251231-235958"},
-        {1767225599, "251231 23:59:59", "20251231-235959"},
+    // clang-format off
+    const struct { int64_t wall; const char *rtc; const char *format; } steps[] = {
+        {1767225598, "251231 23:59:58", "20251231-235958"}, {1767225599, "251231 23:59:59", "20251231-235959"},
         {1767225600, "260101 00:00:00", "20260101-000000"},  // year rolls over
         {1767225599, "251231 23:59:59", "20251231-235959"},  // clock set back a second
         {kSep20, "250920 14:03:59", "20250920-140359"},      // and months back
-        {kSep20 + 1, "250920 14:04:00", "20250920-140400"},
-        {kSep20 + 86400, "250921 14:03:59", "20250921-140359"},
-    };
+        {kSep20 + 1, "250920 14:04:00", "20250920-140400"}, {kSep20 + 86400, "250921 14:03:59", "20250921-140359"}};
+    // clang-format on
     for (const auto &s : steps) {
         fc::set_wall(s.wall);
         EXPECT_EQ(format_text(), s.format) << s.wall;

@@ -2,6 +2,7 @@
 // The log line, the print level with its lock, and the check macros.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -27,8 +28,8 @@ protected:
     }
 };
 
-const std::string kTags[] = {"ERR", "WAR", "INF", "DBG",
-                             "DDD", "VER", "VVV"};  // printed from level 1, 2, ...
+// Printed from level 1, 2, ...
+const std::string kTags[] = {"ERR", "WAR", "INF", "DBG", "DDD", "VER", "VVV"};
 
 std::string emit_all() {
     return capture_stdout([] {
@@ -53,8 +54,7 @@ TEST_F(Frame, EachLevelPrintsTheTagsAtOrBelowIt) {
         EXPECT_EQ(Zev_Comm_GetPrintLev(), effective) << "level " << level;
         const testsupport::ParsedLog log = parse_log(emit_all());
         EXPECT_EQ(log.stray, "") << "level " << level;
-        std::vector<std::string> want;
-        for (int i = 0; i < effective; ++i) want.push_back(kTags[i]);
+        const std::vector<std::string> want(kTags, kTags + std::max(effective, 0));
         std::vector<std::string> got;
         for (const auto &l : log.lines) got.push_back(l.tag);
         EXPECT_EQ(got, want) << "level " << level;
@@ -190,20 +190,18 @@ TEST_F(Frame, CheckMacrosReturnAndLogTheSourceText) {
     const Date ok{12, 2025}, low_month{0, 2025}, neg_month{-1, 2025}, high_month{13, 2025}, old{1, 1970};
     const std::string range =
         "ERR check_date :expr[ZEV_COMM_CHECK_RANGE(pstDateTime->s32mon, 1, 12)] false\n";
-    const std::tuple<const Date *, int, std::string> cases[] = {
-        {&ok, 0, ""},
+    // clang-format off
+    const std::tuple<const Date *, int, std::string> cases[] = {{&ok, 0, ""},
         {nullptr, -1, "ERR check_date :pointer[pstDateTime] is NULL\n"},
         {&old, -2, "ERR check_date :expr[1970 < pstDateTime->s32year] false\n"},
-        {&low_month, -2, range},
-        {&neg_month, -2, range},
-        {&high_month, -2, range}};
+        {&low_month, -2, range}, {&neg_month, -2, range}, {&high_month, -2, range}};
+    // clang-format on
     for (int level : {5, 0}) {
         Zev_Comm_SetPrintLev(level);
         for (const auto &[date, result, line] : cases) {
-            int r = 99;
-            const auto lines = testsupport::summarise(capture_stdout([&, d = date] { r = check_date(d); }));
-            EXPECT_EQ(r, result);
-            EXPECT_EQ(lines, line.empty() || level == 0 ? std::vector<std::string>{} : std::vector{line});
+            EXPECT_EQ(testsupport::logged([d = date] { return check_date(d); }),
+                      std::pair(result, line.empty() || level == 0 ? testsupport::Lines{}
+                                                                   : testsupport::Lines{line}));
         }
     }
     int x = 0;

@@ -184,12 +184,10 @@ TEST_F(Mp3, SmallThreadStacksAreRefusedNotOverrun) {
 #endif
     const std::string content = silent_frames(10, false), path = file(content);
     const int32_t whole = 10 * kMono;
-    const struct {
-        int32_t stack;
-        bool frame;
-        bool decodes;
-    } cases[] = {{16384, false, false},  {32768, false, false}, {65536, false, true},
-                 {1 << 20, false, true}, {16384, true, false},  {65536, true, true}};
+    // clang-format off
+    const struct { int32_t stack; bool frame, decodes; } cases[] = {{16384, false, false}, {32768, false, false},
+        {65536, false, true}, {1 << 20, false, true}, {16384, true, false}, {65536, true, true}};
+    // clang-format on
     for (const auto &c : cases) {
         const std::string func = c.frame ? "mp3dec_decode_frame" : "Zev_Mp3Decode";
         out_.assign(static_cast<size_t>(whole), kUntouched);
