@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The byte ring and the bounded queue at their edges: what fits, the full
-// and empty lines, strings that stop short, the shared retry budget of the
-// Wait forms, null elements and handles, where they lock and signal, and
-// creation when memory runs out.
+// The byte ring and the bounded queue at their edges: locks, signals, lines,
+// retry budgets, null handles, and creation when memory runs out.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <unistd.h>

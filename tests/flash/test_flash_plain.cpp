@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What needs no simulated flash: the line reader (end of input noticed one
-// byte late, the 256-byte window, carriage returns kept, a failing stream
-// ended) and the identity record before Zev_SnManager_Start.
+// What needs no simulated flash: the line reader and the identity record
+// before Zev_SnManager_Start.
 #include <gtest/gtest.h>
 
 #include <optional>

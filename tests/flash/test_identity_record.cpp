@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The identity record on a simulated flash: every row of the decision
-// table with its log lines, the image, the copy written and the write
-// protection around each write, a power cut at every byte of a store, field
-// access with its limits, field orders, erases, the Ui exception and the
-// store sequence.
+// The identity record on a simulated flash: the decision table, power cuts at
+// every byte, field access, erases and the order of a store.
 #include <gtest/gtest.h>
 
 #include <functional>

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Partition lookup, raw block access and the partition manager on a
-// simulated flash: sizes and paths, the quoted search key, every error code
-// with its line, bounds, and descriptors closed on every way out.
+// simulated flash: results, lines, bounds, and no descriptor left open.
 #include <gtest/gtest.h>
 
 #include "comm_log.h"

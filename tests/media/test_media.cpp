@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Media services on files made in the test: MP3 decoding of hand-built
-// silent frames and of a tone encoded with lame, MP4 header blocks built byte
-// by byte, the capture name slots with a waiting thread.
+// MP3 decoding, MP4 header blocks and the capture name slots.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -30,9 +30,13 @@ protected:
     TempDir dir_;
 };
 
-TEST_F(Settings, MissingFileReadsAsEmpty) {
+TEST_F(Settings, MissingFileOrNoFileNameReadsAsEmpty) {
     int rc = 0;
     EXPECT_EQ(get("Camera.Menu.TimeZone", 64, &rc), "");
+    EXPECT_EQ(rc, -1);
+    unsetenv("ZEV_SETTINGS_FILE");  // no file name: no settings
+    EXPECT_EQ(Zev_Settings_Set("k", "v"), -1);
+    EXPECT_EQ(get("k", 64, &rc), "");
     EXPECT_EQ(rc, -1);
 }
 
@@ -83,14 +87,6 @@ TEST_F(Settings, FailedWriteKeepsTheOldFile) {
         EXPECT_EQ(get("k"), "old");
     }
     EXPECT_EQ(read_file(file()).find(".tmp"), std::string::npos);
-}
-
-TEST_F(Settings, NoFileNameMeansNoSettings) {
-    unsetenv("ZEV_SETTINGS_FILE");
-    EXPECT_EQ(Zev_Settings_Set("k", "v"), -1);
-    int rc = 0;
-    EXPECT_EQ(get("k", 64, &rc), "");
-    EXPECT_EQ(rc, -1);
 }
 
 TEST(SettingsCompStr, EqualIsZero) {
