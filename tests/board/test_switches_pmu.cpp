@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>

@@ -232,9 +232,8 @@ TEST_F(Containers, ResultLocksSignalsAndLinesPerCall) {
         ring(8);
         fill(pattern(before, 10));
         queue(4, 1);
-        int r = 99;
         Spy spy;
-        const Lines logged_lines = logged([&, &call = call] { r = call(); });
+        const auto [r, logged_lines] = logged(call);
         EXPECT_EQ(r, result) << what;
         EXPECT_EQ(std::vector<int>({spy.locks, spy.signals}), std::vector<int>({locks, signals}))
             << what << ": locks, signals";
@@ -272,11 +271,9 @@ TEST_F(Containers, RingWaitFormsShareOneRetryBudgetPerCall) {
     // call with two bytes taken and the third left in the ring.
     ring(8);
     Bytes out(5, 0);
-    int r = -1;
     Spy spy([&](int n) { RingBuffer_In(ring_, static_cast<uint8_t>(0x40 + n)); });
-    EXPECT_EQ(logged([&] { r = RingBuffer_StrOutWait(ring_, out.data(), 5, 3); }),
-              Lines(3, empty_line("rb")));
-    EXPECT_EQ(r, 2);
+    EXPECT_EQ(logged([&] { return RingBuffer_StrOutWait(ring_, out.data(), 5, 3); }),
+              std::pair(2, Lines(3, empty_line("rb"))));
     EXPECT_EQ(out, (Bytes{0x41, 0x42, 0, 0, 0}));
     EXPECT_EQ(RingBuffer_GetDataSize(ring_) * 1000 + RingBuffer_Out(ring_, out.data()) * 100 + out[0],
               1167);  // 0x43
@@ -284,10 +281,9 @@ TEST_F(Containers, RingWaitFormsShareOneRetryBudgetPerCall) {
 
 TEST_F(Containers, RingCreationRefusesCapacitiesBelowOneAndCutsNamesAt31) {
     for (int capacity : {0, -1, INT32_MIN}) {
-        void *r = &r;
-        EXPECT_EQ(logged([&] { r = RingBuffer_create("cap", capacity); }),
-                  Lines{"ERR RingBuffer_create :cap:capacity[" + std::to_string(capacity) + "] below 1\n"});
-        EXPECT_EQ(r, nullptr) << capacity;
+        EXPECT_EQ(logged([&] { return RingBuffer_create("cap", capacity); }),
+                  std::pair((void *)nullptr, Lines{"ERR RingBuffer_create :cap:capacity[" +
+                                                   std::to_string(capacity) + "] below 1\n"}));
     }
     const std::string n31(31, 'n'), n32 = n31 + "X";
     using Name = std::pair<const char *, std::string>;

@@ -231,8 +231,7 @@ TEST_F(Mtd, ManagerBoundIsThePartitionsEnd) {
         {"MTD_PART_SETTINGS", 0xE000, 0, 0}, {"MTD_PART_SETTINGS", 0xE000, 1, -33}};
     // clang-format on
     for (const auto &c : cases) {
-        int r = 0;
-        const Lines lines = logged([&] { r = Zev_MtdMgr_Read(c.key, c.offset, buf.data(), c.len); });
+        const auto [r, lines] = logged([&] { return Zev_MtdMgr_Read(c.key, c.offset, buf.data(), c.len); });
         EXPECT_EQ(r, c.result) << c.key << " " << c.offset << " " << c.len;
         ASSERT_EQ(lines.size(), c.result < 0 ? 2u : 1u);
         EXPECT_EQ(lines.back(), c.result < 0 ? err("Zev_MtdMgr_Read", c.key, c.result) : lines.front());

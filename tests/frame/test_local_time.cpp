@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The time texts follow the system's zone while the local time is kept per
-// second: TZ changes, second boundaries, a replaced zone file, and the C
-// library's static struct tm left alone.
+// second, and leave the C library's static struct tm alone.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -40,12 +39,7 @@ std::string want_line(const std::string &rtc) {
     return "\x1b[0;33m[" + rtc + " 000123.4][DBG]\x1b[m operator() " + std::to_string(g_line) + " :k=1\n";
 }
 
-void set_tz(const char *tz) {
-    if (tz == nullptr)
-        unsetenv("TZ");
-    else
-        setenv("TZ", tz, 1);
-}
+void set_tz(const char *tz) { tz == nullptr ? unsetenv("TZ") : setenv("TZ", tz, 1); }
 
 // The test program runs with TZ=UTC0; each test puts it back.
 class LocalTime : public ::testing::Test {
@@ -117,9 +111,7 @@ TEST_F(LocalTime, StaticTmOfTheApplicationIsLeftAlone) {
     const struct tm before = *held;
     for (int64_t wall : {kSep20, kSep20 + 3600}) {
         fc::set_wall(wall);
-        (void)ZevSysRtcTime();
-        (void)format_text();
-        (void)logged_line();
+        (void)ZevSysRtcTime(), (void)format_text(), (void)logged_line();
     }
     EXPECT_EQ(held->tm_year, before.tm_year);
     EXPECT_EQ(held->tm_hour, before.tm_hour);
