@@ -42,11 +42,12 @@ std::string md5_text(const Bytes &rec, size_t from, size_t n) {
     return std::string(out, 32);
 }
 // Puts `value` at the field's start and the field's digest text into its slot.
-void put_field(Bytes &rec, const Field &f, const Bytes &value) {
+Bytes &put_field(Bytes &rec, const Field &f, const Bytes &value) {
     memcpy(&rec[f.offset], value.data(), value.size());
     if (f.slot >= 0) memcpy(&rec[f.slot], md5_text(rec, f.offset, f.size).c_str(), 33);
+    return rec;
 }
-void seal(Bytes &rec) { memcpy(&rec[kRecordMd5], md5_text(rec, 0, kRecordMd5).c_str(), 33); }
+Bytes &seal(Bytes &rec) { return memcpy(&rec[kRecordMd5], md5_text(rec, 0, kRecordMd5).c_str(), 33), rec; }
 // Good as the decision table judges: the record digest agrees over the
 // stored string's length, and not every byte is 0x00 or 0xFF.
 bool good(const Bytes &rec) {
@@ -59,7 +60,7 @@ bool good(const Bytes &rec) {
 Bytes record(const std::vector<const Field *> &fields, const std::string &tag, bool sealed = true) {
     Bytes rec(kSize, 0);
     for (const Field *f : fields) put_field(rec, *f, text(std::string(f->name) + "-" + tag));
-    sealed ? seal(rec) : (void)memcpy(&rec[kRecordMd5], std::string(32, '0').c_str(), 33);
+    sealed ? (void)seal(rec) : (void)memcpy(&rec[kRecordMd5], std::string(32, '0').c_str(), 33);
     return rec;
 }
 Bytes part(const Bytes &rec, size_t from, size_t n) { return Bytes(&rec[from], &rec[from] + n); }
@@ -118,8 +119,7 @@ public:
     // Plain1 (no digest of its own) renews only Plain1 and RecordMd5.
     bool image_is(Bytes rec) {
         EXPECT_EQ(update(kPlain1.mask, text("probe#1")), 0);
-        put_field(rec, kPlain1, text("probe#1"));
-        seal(rec);
+        seal(put_field(rec, kPlain1, text("probe#1")));
         return first_copy() == rec;
     }
     std::unique_ptr<FlashBed> flash_;
@@ -254,8 +254,7 @@ TEST_F(Sn, FailedReloadNeverLosesTheRecord) {
     const Bytes rec = record(three, "k");
     Bytes damaged = rec, want = rec;
     damaged[kSn.offset + 1] ^= 0x20;
-    put_field(want, kAdas, text("Adas-4"));
-    seal(want);
+    seal(put_field(want, kAdas, text("Adas-4")));
     // clang-format off
     const struct { bool first_good; int from, count; size_t short_len; int result; } rows[] = {
         {true, 2, 1, 0, 0},     {true, 2, 1, 600, 0},    {false, 2, 1, 0, 0}, {false, 2, 1, 600, 0},
@@ -301,8 +300,7 @@ TEST_F(Sn, PowerCutAtEveryByte) {
         };
     const Bytes old_rec = record(kAll, "old"), erased(kSize, 0xFF);
     Bytes new_rec = old_rec;
-    put_field(new_rec, kDid, text("Did-new-value"));
-    seal(new_rec);
+    seal(put_field(new_rec, kDid, text("Did-new-value")));
     int repaired = 0, kept = 0;
     // Starts on two copies, at least one of them good: the record in memory
     // is the good second copy's or else the first's, and a copy that is not
@@ -432,8 +430,7 @@ TEST_F(Sn, ReadsTakeTheirFieldAndLength) {
         Bytes b = rec;
         b[f->slot + 5] ^= 0x01;
         b[f->slot + 33] = 'm';
-        seal(b);
-        load(b);
+        load(seal(b));
         const std::string stored(reinterpret_cast<const char *>(&b[f->slot]), 32);
         int r = 0;
         EXPECT_EQ(logged([&] { EXPECT_EQ(get(f->mask, 4, &r), Bytes(4, 0xEE)); }),
@@ -455,8 +452,7 @@ TEST_F(Sn, StoreSequence) {
     // The first store on a blank device: everything else zero, slots built
     // by the library; past the record, still erased.
     Bytes want(kSize, 0);
-    put_field(want, kSn, text("SN-0001"));
-    seal(want);
+    seal(put_field(want, kSn, text("SN-0001")));
     EXPECT_EQ(first_copy(), want);
     EXPECT_EQ(flash_->bytes(kFirstDev, kCopyAt + kSize, 16), Bytes(16, 0xFF));
     // Protection lifted once with 4 before both writes, restored with 0 after.
@@ -466,11 +462,9 @@ TEST_F(Sn, StoreSequence) {
     EXPECT_EQ((std::vector{snaps_[1].first, snaps_[1].second}), std::vector(2, want));
     // Reserved slot bytes behind the terminator survive a write of the field.
     want[kSn.slot + 40] = 'r';
-    seal(want);
-    load(want);
+    load(seal(want));
     ASSERT_EQ(update(kSn.mask, text("new")), 0);
-    put_field(want, kSn, text("new"));
-    seal(want);
+    seal(put_field(want, kSn, text("new")));
     EXPECT_EQ(first_copy(), want);
     // The second copy cannot be written: still 0, and the first holds it.
     flash_->remove_device(kSecondDev);
@@ -505,13 +499,11 @@ TEST_F(Sn, ErasesAndTheUiException) {
     // non-empty slot, both are cleared.
     std::fill(&want[kSpeech.offset], &want[kSpeech.slot], 0xFF);
     std::fill(&want[kSpeech.slot], &want[kSpeech.slot + 48], 0x00);
-    seal(want);
-    load(want);
+    load(seal(want));
     EXPECT_EQ(logged([&] { Zev_SnManager_Update(kSpeech.mask, nullptr, 0); }).back(), no_change(2));
     EXPECT_TRUE(snaps_.empty());
     want[kSpeech.slot] = 'x';
-    seal(want);
-    load(want);
+    load(seal(want));
     EXPECT_EQ(Zev_SnManager_Update(kSpeech.mask, nullptr, 0), 0);
     std::fill(&want[kSpeech.offset], &want[kSpeech.slot + 1], 0x00);
     seal(want);
@@ -523,8 +515,7 @@ TEST_F(Sn, ErasesAndTheUiException) {
     EXPECT_EQ(r, -3);
     ASSERT_EQ(update(kPlain1.mask, text("carry")), 0);
     std::fill(&want[kUi.offset], &want[kRecordMd5], 0);  // Ui and its slot
-    put_field(want, kPlain1, text("carry"));
-    seal(want);
+    seal(put_field(want, kPlain1, text("carry")));
     EXPECT_EQ((std::vector{first_copy(), second_copy()}), std::vector(2, want));
 }
 
