@@ -120,9 +120,7 @@ TEST_F(Board, UsbSwitchDrivesPin33Inverted) {
                     (!export_there || bed_->write(kGpio + "export", "")) &&
                     (!value_there || bed_->write(kGpio + "gpio33/value", "")) &&
                     bed_->write(kGpio + "gpio33/direction", "in\n"));
-        int32_t r = 9;
-        logged([&, flag = flag] { r = Zev_Comm_UsbSwitcher(flag); });
-        EXPECT_EQ(r, result) << flag;
+        EXPECT_EQ(logged([flag = flag] { return Zev_Comm_UsbSwitcher(flag); }).first, result) << flag;
         EXPECT_EQ(bed_->read(kGpio + "gpio33/value") + bed_->read(kGpio + "gpio33/direction"),
                   value + std::string("out\0", 4));
         EXPECT_EQ(bed_->read(kGpio + "export"), export_there ? std::string("33\0\0", 4) : "")

@@ -22,10 +22,8 @@ std::string ascii_dump(const std::string &data) {
 std::string hex_of(const std::string &data, size_t from, size_t to) {
     std::string s;
     char b[8];
-    for (size_t i = from; i < to; ++i) {
-        snprintf(b, sizeof b, " %02x", static_cast<unsigned char>(data[i]));
-        s += b;
-    }
+    for (size_t i = from; i < to; ++i)
+        s += (snprintf(b, sizeof b, " %02x", static_cast<unsigned char>(data[i])), b);
     return s;
 }
 
