@@ -59,7 +59,6 @@ TEST_F(Board, CommandLineIsAPlainSubstringTest) {
                         "VER Zev_Comm_CheckCmdLime :get cmdline: rootfs=squashfs mtdparts=nor:ft=TEMq\n"}));
     EXPECT_EQ(logged([] { return Zev_Comm_IsTempTestMode(); }), std::pair(0, Lines{}))
         << "whoever asks next, the WAR line is gone";
-    int32_t r = -1;
     // The file or a folder in its place (opens, gives no byte), the needle, the result (= VER lines).
     // clang-format off
     for (const auto &[readable, needle, result] : {std::tuple{true, "ttyS0,1152", 1}, {true, "ft=TEMP", 0},
@@ -67,8 +66,8 @@ TEST_F(Board, CommandLineIsAPlainSubstringTest) {
         // clang-format on
         ASSERT_TRUE(bed_->remove("/proc/cmdline") &&
                     (readable ? bed_->write("/proc/cmdline", kCmdLine) : bed_->mkdir("/proc/cmdline")));
-        EXPECT_EQ(logged([&, needle = needle] { r = Zev_Comm_CheckCmdLime(needle); }).size(), size_t(result));
-        EXPECT_EQ(r, result) << readable << needle;
+        const auto [r, lines] = logged([needle = needle] { return Zev_Comm_CheckCmdLime(needle); });
+        EXPECT_EQ(std::pair(r, lines.size()), std::pair(result, size_t(result))) << readable << needle;
     }
     ASSERT_TRUE(bed_->remove("/proc/cmdline") && bed_->write("/proc/cmdline", "ft=TEMP\n"));
     logged([] { EXPECT_EQ(Zev_Comm_CheckCmdLime("ft=TEMP"), 1); });

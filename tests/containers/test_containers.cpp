@@ -257,14 +257,14 @@ TEST_F(Containers, RingWaitFormsShareOneRetryBudgetPerCall) {
             ring(4);
             fill(pattern(in ? 3 : 0, 0));
             uint8_t b[2] = {};
-            int r = -1;
             Spy spy;
-            const Lines lines = logged([&, retry = retry, in = in] {
-                r = in ? RingBuffer_StrInWait(ring_, b, 2, retry) : RingBuffer_StrOutWait(ring_, b, 2, retry);
-            });
-            EXPECT_EQ(r, 0) << retry << in;
+            EXPECT_EQ(
+                logged([&, retry = retry, in = in] {
+                    return in ? RingBuffer_StrInWait(ring_, b, 2, retry)
+                              : RingBuffer_StrOutWait(ring_, b, 2, retry);
+                }),
+                std::pair(0, Lines(static_cast<size_t>(sleeps), in ? full_line("rb") : empty_line("rb"))));
             EXPECT_EQ(spy.sleeps, std::vector<long>(static_cast<size_t>(sleeps), 10000)) << retry << in;
-            EXPECT_EQ(lines, Lines(static_cast<size_t>(sleeps), in ? full_line("rb") : empty_line("rb")));
         }
     }
     // A direct peer brings one byte at every sleep: the third miss ends the
@@ -346,14 +346,12 @@ TEST_F(Containers, CreationFailsWholeAtEveryAllocation) {
     // what, creation, its allocations (the ring: record, data; the queue:
     // record, slot array, one per slot), the line of a failure
     const std::tuple<const char *, std::function<void *()>, int, Lines> cases[] = {
-        {"ring", [] { return RingBuffer_create("ring", 64); }, 2,
-         Lines{"ERR RingBuffer_create :ring:malloc fail\n"}},
-        {"queue 64x3", [] { return Zev_Queue_Create(64, 3); }, 5, {}},
-        {"queue 1x1", [] { return Zev_Queue_Create(1, 1); }, 3, {}},
-        {"queue 0x2", [] { return Zev_Queue_Create(0, 2); }, 4, {}},
-        {"queue 16x0", [] { return Zev_Queue_Create(16, 0); }, 1, {}},
-        {"queue 16x-5", [] { return Zev_Queue_Create(16, -5); }, 1, {}},
-    };
+        // clang-format off
+        {"ring", [] { return RingBuffer_create("ring", 64); }, 2, Lines{"ERR RingBuffer_create :ring:malloc fail\n"}},
+        {"queue 64x3", [] { return Zev_Queue_Create(64, 3); }, 5, {}}, {"queue 1x1", [] { return Zev_Queue_Create(1, 1); }, 3, {}},
+        {"queue 0x2", [] { return Zev_Queue_Create(0, 2); }, 4, {}}, {"queue 16x0", [] { return Zev_Queue_Create(16, 0); }, 1, {}},
+        {"queue 16x-5", [] { return Zev_Queue_Create(16, -5); }, 1, {}}};
+    // clang-format on
     for (const auto &[what, create, allocations, lines] : cases) {
         const bool is_ring = std::string(what) == "ring";
         const auto [calls, live] = window(0, [&, &create = create] {

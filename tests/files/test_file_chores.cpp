@@ -124,9 +124,9 @@ TEST_F(FileChores, NonBlockingReadGivesWhatReadGave) {
         while (read(writer, buf, sizeof buf) > 0) {
         }
         ASSERT_EQ(write(writer, ready.data(), ready.size()), static_cast<ssize_t>(ready.size()));
-        int32_t r = 0;
-        EXPECT_EQ(logged([&] { r = Zev_Comm_ReadDev_NonBlock(fifo.c_str(), buf, size); }), want) << ready;
-        EXPECT_EQ(r, result) << ready;
+        const auto got = logged([&] { return Zev_Comm_ReadDev_NonBlock(fifo.c_str(), buf, size); });
+        const int32_t r = got.first;
+        EXPECT_EQ(got, std::pair(result, want)) << ready;
         EXPECT_EQ(std::string(buf, r > 0 ? r : 0), ready.substr(0, r > 0 ? r : 0)) << ready;
     }
     close(writer);
@@ -148,13 +148,11 @@ TEST(FileShell, CommandsAsTheShellSeesThem) {
     for (const auto &[create, path, calls] : cases) {
         stubs.clear();
         const std::string fn = create ? "VER Zev_Comm_CreateNormalFile :---" : "VER Zev_Comm_DeleteFile :---";
-        int32_t r = 0;
         EXPECT_EQ(logged([&, c = create, p = path] {
-                      r = c ? Zev_Comm_CreateNormalFile(p.c_str()) : Zev_Comm_DeleteFile(p.c_str());
+                      return c ? Zev_Comm_CreateNormalFile(p.c_str()) : Zev_Comm_DeleteFile(p.c_str());
                   }),
-                  calls.empty() ? Lines{fn + path + "---too long\r\n"} : Lines{})
+                  std::pair(1, calls.empty() ? Lines{fn + path + "---too long\r\n"} : Lines{}))
             << path;
-        EXPECT_EQ(r, 1) << path;
         EXPECT_EQ(stubs.calls(), calls) << path;
     }
 }

@@ -228,9 +228,8 @@ TEST_F(Mp3, ALameToneComesBackClosely) {
     }
     const std::string raw = dir_ / "tone.raw", mp3 = dir_ / "tone.mp3";
     ASSERT_TRUE(testsupport::write_file(raw, tone));
-    const std::string cmd = std::string(COMM_LAME) +
-                            " --quiet -r -s 44.1 --bitwidth 16 --signed --little-endian -m m -b 128 -t " +
-                            raw + " " + mp3;
+    const std::string cmd = std::string(COMM_LAME) + " --quiet -r -s 44.1 --bitwidth 16 --signed " +
+                            "--little-endian -m m -b 128 -t " + raw + " " + mp3;
     ASSERT_EQ(std::system(cmd.c_str()), 0) << cmd;
     // Count the frames header to header: 128 kbit/s mono at 44.1 kHz, 417
     // bytes and one of padding when its bit is set.
