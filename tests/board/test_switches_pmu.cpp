@@ -144,36 +144,25 @@ TEST_F(Board, ConsoleRedirectionOnAMockedTerminal) {
 // Each PMU operation: its request and the word it must carry, the result
 // without the device, the word a successful request hands back, the result
 // then and its log line.
-struct Op {
-    std::string name;
-    int32_t (*call)();
-    unsigned long request;
-    int32_t word_in, no_device, driver_word, result;
-    std::string line;
-};
+// clang-format off
+struct Op { std::string name; int32_t (*call)(); unsigned long request; int32_t word_in, no_device, driver_word, result; std::string line; };
 #define OP(fn, args) #fn, [] { return fn args; }
 const Op kOps[] = {
-    {OP(Zev_Pmu_IsDcIn, ()), 0x80044D89, 0, 1, 5, 5, ""},
-    {OP(Zev_Pmu_IsAccOn, ()), 0x80044D88, 0, 1, 1, 1, ""},
+    {OP(Zev_Pmu_IsDcIn, ()), 0x80044D89, 0, 1, 5, 5, ""}, {OP(Zev_Pmu_IsAccOn, ()), 0x80044D88, 0, 1, 1, 1, ""},
     {OP(Zev_Pmu_GetBootRes, ()), 0x80044D90, 0, 0, 0x81, 0x81, "INF Zev_Pmu_GetBootRes ::0x81\n"},
     {OP(Zev_Pmu_GetBootRes, ()), 0x80044D90, 0, 0, -1, -1, "INF Zev_Pmu_GetBootRes ::0xffffffff\n"},
-    {OP(Zev_Pmu_GetType, ()), 0x80044D82, 0, 0, 2, 1, ""},
-    {OP(Zev_Pmu_GetType, ()), 0x80044D82, 0, 0, -3, 1, ""},
+    {OP(Zev_Pmu_GetType, ()), 0x80044D82, 0, 0, 2, 1, ""}, {OP(Zev_Pmu_GetType, ()), 0x80044D82, 0, 0, -3, 1, ""},
     {OP(Zev_Pmu_SetCap, ()), 0x40044D87, 240, 0, 200, 200, "WAR Zev_Pmu_SetCap ::200 mA\n"},
     {OP(Zev_Pmu_GetVoltage, (-9)), 0x40044D85, 0, 0, 12345, 12345, "WAR Zev_Pmu_GetVoltage :12345 mv\n"},
     {OP(Zev_Pmu_GetVoltage, (0)), 0x40044D85, 0, 0, 12345, 12345, "VER Zev_Pmu_GetVoltage :12345 mv\n"},
-    {OP(Zev_Pmu_SetChargeCurrent, (INT32_MIN)), 0x40044D84, INT32_MIN, 0, 800, 800,
-     "VER Zev_Pmu_SetChargeCurrent :800 mA\n"},
+    {OP(Zev_Pmu_SetChargeCurrent, (INT32_MIN)), 0x40044D84, INT32_MIN, 0, 800, 800, "VER Zev_Pmu_SetChargeCurrent :800 mA\n"},
     {OP(Zev_Pmu_GetChargeCurrent, ()), 0x40044D86, 0, 0, 450, 450, "VER Zev_Pmu_GetChargeCurrent :450 mA\n"},
-    {OP(Zev_Pmu_GetNtcTemperature, ()), 0x80044D83, 0, 0, -12, -12,
-     "VER Zev_Pmu_GetNtcTemperature :-12 du\n"},
-    {OP(Zev_Pmu_PowerOff, (-7)), 0x40044D91, -7, 0, 77, 77, ""},
-    {OP(Zev_Pmu_SetPowerOffTimeOut, (-1)), 0x40044D92, -1, 0, 55, 0, ""},
-    {OP(Zev_Pmu_IsPowerKeyPressed, ()), 0x80044D94, 0, 0, 2, 2,
-     "VER Zev_Pmu_IsPowerKeyPressed :pwrkey:DOWN\n"},
+    {OP(Zev_Pmu_GetNtcTemperature, ()), 0x80044D83, 0, 0, -12, -12, "VER Zev_Pmu_GetNtcTemperature :-12 du\n"},
+    {OP(Zev_Pmu_PowerOff, (-7)), 0x40044D91, -7, 0, 77, 77, ""}, {OP(Zev_Pmu_SetPowerOffTimeOut, (-1)), 0x40044D92, -1, 0, 55, 0, ""},
+    {OP(Zev_Pmu_IsPowerKeyPressed, ()), 0x80044D94, 0, 0, 2, 2, "VER Zev_Pmu_IsPowerKeyPressed :pwrkey:DOWN\n"},
     {OP(Zev_Pmu_IsPowerKeyPressed, ()), 0x80044D94, 0, 0, 0, 0, "VER Zev_Pmu_IsPowerKeyPressed :pwrkey:UP\n"},
-    {OP(Zev_Pmu_GetSDInsterStat, ()), 0x80044D95, 0, 0, 1, 1, "VER Zev_Pmu_GetSDInsterStat :SD_In:1\n"},
-};
+    {OP(Zev_Pmu_GetSDInsterStat, ()), 0x80044D95, 0, 0, 1, 1, "VER Zev_Pmu_GetSDInsterStat :SD_In:1\n"}};
+// clang-format on
 
 TEST_F(Board, PmuWithoutTheDeviceEveryOperationFallsBack) {
     for (const Op &op : kOps) {

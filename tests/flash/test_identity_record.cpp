@@ -24,16 +24,12 @@ namespace {
 constexpr size_t kSize = 1152, kRecordMd5 = 0x450;
 constexpr uint32_t kCopyAt = 0x6000;          // both copies: block 6 of their partition
 constexpr int kFirstDev = 2, kSecondDev = 1;  // KEY_CUST, KEY_CUST1
-struct Field {
-    const char *name;
-    uint32_t mask;
-    size_t offset, size;
-    long slot;  // -1: none
-};
-const Field kSn{"Sn", 0x01, 0x000, 64, 0x040}, kSpeech{"Speech", 0x02, 0x070, 64, 0x0B0},
-    kDid{"Did", 0x04, 0x0E0, 64, 0x120}, kAdas{"Adas", 0x40, 0x150, 64, 0x190},
-    kPlain1{"Plain1", 0x08, 0x1C0, 48, -1}, kPlain2{"Plain2", 0x10, 0x1F0, 48, -1},
+// clang-format off
+struct Field { const char *name; uint32_t mask; size_t offset, size; long slot; /* -1: none */ };
+const Field kSn{"Sn", 0x01, 0x000, 64, 0x040}, kSpeech{"Speech", 0x02, 0x070, 64, 0x0B0}, kDid{"Did", 0x04, 0x0E0, 64, 0x120},
+    kAdas{"Adas", 0x40, 0x150, 64, 0x190}, kPlain1{"Plain1", 0x08, 0x1C0, 48, -1}, kPlain2{"Plain2", 0x10, 0x1F0, 48, -1},
     kUi{"Ui", 0x20, 0x220, 512, 0x420};
+// clang-format on
 const std::vector<const Field *> kAll = {&kSn, &kSpeech, &kDid, &kAdas, &kPlain1, &kPlain2, &kUi};
 
 std::string md5_text(const Bytes &rec, size_t from, size_t n) {
@@ -134,12 +130,9 @@ const std::string kStart = "DBG Zev_SnManager_Start :", kAllOk = kStart + "all o
                   kSecondWins = kStart + "all error, but bMTD_PART_SN_BACKUP_Score > bMTD_PART_SN_Score!\n";
 
 // A copy, with the fields that count and the score logged when it is bad.
-struct Copy {
-    const char *name;
-    Bytes bytes;
-    std::vector<const char *> oks;
-    int score;  // -1: not bad (good or empty)
-};
+// clang-format off
+struct Copy { const char *name; Bytes bytes; std::vector<const char *> oks; int score; /* -1: not bad (good or empty) */ };
+// clang-format on
 
 void judged(Lines &l, const Copy &c, const char *which) {
     for (const char *f : c.oks) l.push_back(std::string("DBG Zev_SnManager_CheckMd5 :") + f + " ok!\n");
