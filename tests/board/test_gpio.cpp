@@ -13,8 +13,7 @@
 #include "comm_log.h"
 #include "testbed.hpp"
 
-using testsupport::Lines;
-using testsupport::logged;
+using namespace testsupport;
 
 namespace {
 
@@ -25,7 +24,7 @@ class Gpio : public ::testing::Test {
 protected:
     void SetUp() override {
         REQUIRE_TESTBED();
-        bed_ = std::make_unique<testsupport::Testbed>();
+        bed_ = std::make_unique<Testbed>();
         ASSERT_TRUE(bed_->write(kGpio + "/export", "") && bed_->write(kGpio + "/unexport", ""));
         Zev_Comm_SetPrintLev(5);
     }
@@ -34,7 +33,7 @@ protected:
         ASSERT_TRUE(bed_->write(dir + "/direction", "in\n") && bed_->write(dir + "/value", value));
     }
     std::string read(const std::string &rel) const { return bed_->read(kGpio + rel); }
-    std::unique_ptr<testsupport::Testbed> bed_;
+    std::unique_ptr<Testbed> bed_;
 };
 
 TEST_F(Gpio, ExportAndUnexportWriteFourBytes) {

@@ -10,15 +10,14 @@
 #include "run.hpp"
 #include "tempdir.hpp"
 
-using testsupport::read_file;
-using testsupport::RunResult;
+using namespace testsupport;
 
 namespace {
 
 RunResult commctl(const std::string &state, const std::vector<std::string> &opts,
                   std::vector<std::string> args) {
     args.insert(args.begin(), {COMMCTL_EXE, "--level", "0"});  // the output alone, no log lines
-    return testsupport::on_board(state, args, opts);
+    return on_board(state, args, opts);
 }
 
 const std::string kReadings =
@@ -26,9 +25,9 @@ const std::string kReadings =
     "ntc temperature 31\npower key       up\nsd card         1\nboot word       0x1\ntype            1\n";
 
 TEST(BoardCommands, HappyPathAndOneErrorEach) {
-    testsupport::TempDir state, dir;
+    TempDir state, dir;
     const std::string file = dir / "factory.txt";
-    ASSERT_TRUE(testsupport::write_file(file, "SN=ZX0042\\VOL=-3\\"));
+    ASSERT_TRUE(write_file(file, "SN=ZX0042\\VOL=-3\\"));
     // boardsim options, commctl arguments, exit status, stdout on success or stderr on failure
     const std::tuple<std::vector<std::string>, std::vector<std::string>, int, std::string> cases[] = {
         // clang-format off

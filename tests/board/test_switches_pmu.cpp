@@ -18,13 +18,9 @@
 #include "log_lines.hpp"
 #include "testbed.hpp"
 
-using testsupport::IoctlAnswer;
-using testsupport::IoctlCall;
+using namespace testsupport;
 
 namespace {
-
-using testsupport::Lines;
-using testsupport::logged;
 
 const std::string kCmdLine = "console=ttyS0,115200 rootfs=squashfs mtdparts=nor:ft=TEMq\n";
 const std::string kTemp = "/sys/devices/virtual/mstar/msys/TEMP_R";
@@ -35,20 +31,18 @@ const std::string kPmu = "/dev/ip_6303";
 class Board : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        if (testsupport::Testbed::available())
-            (bed_ = new testsupport::Testbed)->write("/proc/cmdline", kCmdLine);
+        if (Testbed::available()) (bed_ = new Testbed)->write("/proc/cmdline", kCmdLine);
     }
     static void TearDownTestSuite() { driver_.reset(), delete bed_; }
     void SetUp() override {
         REQUIRE_TESTBED();
         Zev_Comm_SetPrintLev(7);
     }
-    static testsupport::IoctlDevice &driver() {
-        return driver_ ? *driver_
-                       : *(driver_ = std::make_unique<testsupport::IoctlDevice>(bed_->get(), kPmu));
+    static IoctlDevice &driver() {
+        return driver_ ? *driver_ : *(driver_ = std::make_unique<IoctlDevice>(bed_->get(), kPmu));
     }
-    static inline testsupport::Testbed *bed_ = nullptr;
-    static inline std::unique_ptr<testsupport::IoctlDevice> driver_;
+    static inline Testbed *bed_ = nullptr;
+    static inline std::unique_ptr<IoctlDevice> driver_;
 };
 
 TEST_F(Board, CommandLineIsAPlainSubstringTest) {
@@ -129,7 +123,7 @@ TEST_F(Board, UsbSwitchDrivesPin33Inverted) {
 
 TEST_F(Board, ConsoleRedirectionOnAMockedTerminal) {
     constexpr unsigned long kTiocCons = 0x541D;
-    testsupport::IoctlDevice tty(bed_->get(), "/dev/ttyS9", {kTiocCons});
+    IoctlDevice tty(bed_->get(), "/dev/ttyS9", {kTiocCons});
     ASSERT_TRUE(tty.attached());
     tty.answer([](unsigned long, int32_t) { return IoctlAnswer{-1, EPERM, 0}; });  // refused: the same lines
     // Standard output is captured into a file here: no terminal name.
@@ -200,7 +194,7 @@ TEST_F(Board, PmuDeviceThatComesLateIsOpenedByTheNextCallAndKept) {
 }
 
 TEST_F(Board, PmuFailedRequestThenASucceedingOneOnTheSameDescriptor) {
-    testsupport::IoctlDevice &dev = driver();
+    IoctlDevice &dev = driver();
     logged([] { Zev_Comm_IsTempTestMode(); });  // its once-per-process line, when run alone
     for (const Op &op : kOps) {
         dev.clear_calls();

@@ -14,14 +14,11 @@
 #include "log_lines.hpp"
 #include "testbed.hpp"
 
-namespace {
-using testsupport::Lines;
-using testsupport::logged;
-}  // namespace
+using namespace testsupport;
 
 TEST(TempTestMode, CpuSixtySixAndNtcThirtySevenOnceTheDeviceIsThere) {
     REQUIRE_TESTBED();
-    testsupport::Testbed bed;
+    Testbed bed;
     const std::string cmdline = "console=ttyS0 mode=soft=TEMPERATE quiet\n";
     ASSERT_TRUE(bed.write("/proc/cmdline", cmdline) &&
                 bed.write("/sys/devices/virtual/mstar/msys/TEMP_R", "Temperature 45\n"));
@@ -44,7 +41,7 @@ TEST(TempTestMode, CpuSixtySixAndNtcThirtySevenOnceTheDeviceIsThere) {
         EXPECT_EQ(Zev_Comm_GetCPUTemp(), result) << set;
     }
     // With the device: 37 without a request.
-    testsupport::IoctlDevice driver(bed.get(), "/dev/ip_6303");
+    IoctlDevice driver(bed.get(), "/dev/ip_6303");
     EXPECT_EQ(logged(Zev_Pmu_GetNtcTemperature),
               std::pair(37, Lines{"VER Zev_Pmu_GetNtcTemperature :37 du\n"}));
     EXPECT_TRUE(driver.attached() && driver.calls().empty());

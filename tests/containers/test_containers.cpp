@@ -23,8 +23,7 @@
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-using testsupport::Lines;
-using testsupport::logged;
+using namespace testsupport;
 
 // While a Spy lives, the calls below are counted and usleep runs the hook
 // instead of sleeping (the test playing the peer that frees room or brings data).
@@ -142,7 +141,7 @@ TEST_F(Containers, RingAtEveryPositionFillAndLength) {
         ring(cap);
         std::string got, want;
         Lines lines;
-        const std::string output = testsupport::capture_stdout([&] {  // no assertions in here
+        const std::string output = capture_stdout([&] {  // no assertions in here
             for (int at = 0; at < cap; ++at)
                 for (int pre = 0; pre < cap; ++pre)
                     for (int len = 0; len <= cap; ++len) {
@@ -170,7 +169,7 @@ TEST_F(Containers, RingAtEveryPositionFillAndLength) {
                     }
         });
         ASSERT_EQ(got, want) << "capacity " << cap << ": results, then at/pre/len and the bytes";
-        ASSERT_EQ(testsupport::summarise(output), lines) << "capacity " << cap;
+        ASSERT_EQ(summarise(output), lines) << "capacity " << cap;
     }
 }
 
@@ -342,7 +341,7 @@ std::pair<int, int> window(int fail_at, const std::function<void()> &fn) {
 // Every allocation of a creation fails in turn: nothing is handed out,
 // nothing is kept, and the ring says so.
 TEST_F(Containers, CreationFailsWholeAtEveryAllocation) {
-    testsupport::capture_stdout([] { ZEV_COMM_ERR("warm up\n"); });  // the first line may allocate
+    capture_stdout([] { ZEV_COMM_ERR("warm up\n"); });  // the first line may allocate
     // what, creation, its allocations (the ring: record, data; the queue:
     // record, slot array, one per slot), the line of a failure
     const std::tuple<const char *, std::function<void *()>, int, Lines> cases[] = {
@@ -363,11 +362,11 @@ TEST_F(Containers, CreationFailsWholeAtEveryAllocation) {
         for (int fail_at = 1; fail_at <= calls; ++fail_at) {
             void *made = &made;
             int left = -1;
-            const std::string out = testsupport::capture_stdout(
+            const std::string out = capture_stdout(
                 [&, &create = create] { left = window(fail_at, [&] { made = create(); }).second; });
             EXPECT_EQ(made, nullptr) << what << " " << fail_at;
             EXPECT_EQ(left, 0) << what << ": nothing kept after failing call " << fail_at;
-            EXPECT_EQ(testsupport::summarise(out), lines) << what << " " << fail_at;
+            EXPECT_EQ(summarise(out), lines) << what << " " << fail_at;
         }
     }
 }

@@ -352,23 +352,20 @@ TEST_F(Sn, UpdateResultsAndWhatReachesFlash) {
     // null: flash stays as it is
     // clang-format off
     const struct { uint32_t type; Bytes value; int result; const Field *written; } rows[] = {
-        {kSn.mask, a(63), 0, &kSn},           {kSn.mask, a(64), -2, nullptr},
-        {kDid.mask, a(63), 0, &kDid},         {kDid.mask, a(64), -21, nullptr},
-        {kSpeech.mask, a(63), 0, &kSpeech},   {kSpeech.mask, a(64), -3, nullptr},
-        {kAdas.mask, a(63), 0, &kAdas},       {kAdas.mask, a(64), -4, nullptr},
-        {kUi.mask, a(512), 0, &kUi},          {kUi.mask, a(513), -5, nullptr},
-        {kPlain1.mask, a(48), 0, &kPlain1},   {kPlain1.mask, a(49), -12, nullptr},
-        {kPlain2.mask, a(48), 0, &kPlain2},   {kPlain2.mask, a(49), -12, nullptr},
+        {kSn.mask, a(63), 0, &kSn}, {kSn.mask, a(64), -2, nullptr}, {kDid.mask, a(63), 0, &kDid}, {kDid.mask, a(64), -21, nullptr},
+        {kSpeech.mask, a(63), 0, &kSpeech}, {kSpeech.mask, a(64), -3, nullptr}, {kAdas.mask, a(63), 0, &kAdas},
+        {kAdas.mask, a(64), -4, nullptr}, {kUi.mask, a(512), 0, &kUi}, {kUi.mask, a(513), -5, nullptr},
+        {kPlain1.mask, a(48), 0, &kPlain1}, {kPlain1.mask, a(49), -12, nullptr}, {kPlain2.mask, a(48), 0, &kPlain2},
+        {kPlain2.mask, a(49), -12, nullptr},
         // Empty values (only 0x00 and 0xFF) are refused whatever the type.
-        {kSn.mask, zeros, -11, nullptr},      {kSn.mask, ones, -11, nullptr},    {kUi.mask, mixed, -11, nullptr},
-        {kPlain1.mask, ones, -11, nullptr},   {kPlain2.mask, zeros, -11, nullptr}, {0, ones, -11, nullptr},
-        {0x80, mixed, -11, nullptr},          {kSn.mask, Bytes{0x00}, -11, nullptr},
+        {kSn.mask, zeros, -11, nullptr}, {kSn.mask, ones, -11, nullptr}, {kUi.mask, mixed, -11, nullptr},
+        {kPlain1.mask, ones, -11, nullptr}, {kPlain2.mask, zeros, -11, nullptr}, {0, ones, -11, nullptr},
+        {0x80, mixed, -11, nullptr}, {kSn.mask, Bytes{0x00}, -11, nullptr},
         // No field bit, or a prefix of what is stored: no change.
-        {0, text("good"), 0, nullptr},        {0xFFFFFF00u, text("good"), 0, nullptr},
-        {kSn.mask, text("Sn-"), 0, nullptr},
+        {0, text("good"), 0, nullptr}, {0xFFFFFF00u, text("good"), 0, nullptr}, {kSn.mask, text("Sn-"), 0, nullptr},
         // Two field bits: Did of Speech|Did, Sn of Sn|Speech, Adas of Adas|Ui,
         // Plain2 of Plain2|Ui; a shorter value overwrites the field's start.
-        {6, w2, 0, &kDid}, {3, w2, 0, &kSn},  {0x60, w2, 0, &kAdas},           {0x30, w2, 0, &kPlain2},
+        {6, w2, 0, &kDid}, {3, w2, 0, &kSn}, {0x60, w2, 0, &kAdas}, {0x30, w2, 0, &kPlain2},
     };
     // clang-format on
     for (const auto &row : rows) {

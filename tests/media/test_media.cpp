@@ -22,9 +22,7 @@
 #include "minimp3.h"
 #include "tempdir.hpp"
 
-using testsupport::Lines;
-using testsupport::logged;
-using testsupport::silent_frames;
+using namespace testsupport;
 
 // usleep as the library calls it: counted, and in the fake mode it returns at
 // once, after naming slot 0 "new" when the call's number is g_name_at.
@@ -51,7 +49,7 @@ class Mp3 : public ::testing::Test {
 protected:
     void SetUp() override { Zev_Comm_SetPrintLev(5); }
     std::string file(const std::string &content) const {
-        EXPECT_TRUE(testsupport::write_file(dir_ / "in.mp3", content));
+        EXPECT_TRUE(write_file(dir_ / "in.mp3", content));
         return dir_ / "in.mp3";
     }
     // Decodes into `capacity` bytes and a guard that must stay untouched.
@@ -63,14 +61,14 @@ protected:
             << "written behind the result";
         return got;
     }
-    testsupport::TempDir dir_;
+    TempDir dir_;
     std::vector<unsigned char> out_;
 };
 
 TEST_F(Mp3, FailuresGiveZero) {
     const std::string empty = dir_ / "empty.mp3", folder = dir_ / "folder",
                       good = file(silent_frames(10, false));
-    ASSERT_TRUE(testsupport::write_file(empty, "") && mkdir(folder.c_str(), 0700) == 0);
+    ASSERT_TRUE(write_file(empty, "") && mkdir(folder.c_str(), 0700) == 0);
     const Lines warn = {"WAR Zev_Mp3Decode :mp3decoder_init error!\n"};
     char buf[16];
     // clang-format off
@@ -192,7 +190,7 @@ TEST_F(Mp3, SmallThreadStacksAreRefusedNotOverrun) {
         auto job = std::make_unique<DecodeJob>(
             DecodeJob{c.frame, &content, path.c_str(), out_.data(), whole, -1, {}, {}});
         job->info.frame_bytes = -1;
-        const Lines lines = testsupport::summarise(testsupport::capture_stdout([&] {
+        const Lines lines = summarise(capture_stdout([&] {
             pthread_t t;
             ASSERT_EQ(Zev_Comm_CreateThreadEx(&t, decode_job, c.stack, job.get()), 0);
             pthread_join(t, nullptr);
@@ -227,13 +225,13 @@ TEST_F(Mp3, ALameToneComesBackClosely) {
         tone.append(reinterpret_cast<const char *>(&v), 2);
     }
     const std::string raw = dir_ / "tone.raw", mp3 = dir_ / "tone.mp3";
-    ASSERT_TRUE(testsupport::write_file(raw, tone));
+    ASSERT_TRUE(write_file(raw, tone));
     const std::string cmd = std::string(COMM_LAME) + " --quiet -r -s 44.1 --bitwidth 16 --signed " +
                             "--little-endian -m m -b 128 -t " + raw + " " + mp3;
     ASSERT_EQ(std::system(cmd.c_str()), 0) << cmd;
     // Count the frames header to header: 128 kbit/s mono at 44.1 kHz, 417
     // bytes and one of padding when its bit is set.
-    const std::string data = testsupport::read_file(mp3);
+    const std::string data = read_file(mp3);
     size_t frames = 0;
     for (size_t at = 0; at + 4 <= data.size() && data.compare(at, 2, "\xFF\xFB") == 0 &&
                         (data[at + 2] & 0xFD) == 0x90 && (data[at + 3] & 0xC0) == 0xC0;
@@ -278,7 +276,7 @@ std::string mp4(const std::string &type, uint32_t duration, uint32_t fps0, uint3
 
 TEST(Mp4Probe, HeaderBlocks) {
     Zev_Comm_SetPrintLev(7);
-    testsupport::TempDir dir;
+    TempDir dir;
     const std::string block = mp4("mvhd", 7, 8, 9, 0);
     const uint32_t u = kUnset, n = kNone;
     // Name, content, mode (0: not written), result, the three words.
@@ -294,7 +292,7 @@ TEST(Mp4Probe, HeaderBlocks) {
     for (const auto &[name, content, mode, result, d0, f0, f1] : cases) {
         if (mode == 0400 && geteuid() == 0) continue;  // root opens it anyway
         const std::string path = dir / name;
-        ASSERT_TRUE(mode == 0 || (testsupport::write_file(path, content) && chmod(path.c_str(), mode) == 0));
+        ASSERT_TRUE(mode == 0 || (write_file(path, content) && chmod(path.c_str(), mode) == 0));
         uint32_t w[3] = {kUnset, kUnset, kUnset};
         const std::string ret = "VER Zev_Comm_GetFileDurationMsAndFps :[" + path + "] ret = ";
         const Lines lines =

@@ -10,9 +10,7 @@
 #include "tempdir.hpp"
 #include "zev_settings.h"
 
-using testsupport::read_file;
-using testsupport::TempDir;
-using testsupport::write_file;
+using namespace testsupport;
 
 namespace {
 
@@ -65,7 +63,7 @@ TEST_F(Settings, BadKeysAndValuesAreRefused) {
     for (const auto &[key, value] :
          {KV{"", "x"}, {"a=b", "x"}, {"a\nb", "x"}, {"k", "two\nlines"}, {nullptr, "x"}, {"k", nullptr}})
         EXPECT_EQ(Zev_Settings_Set(key, value), -1);
-    EXPECT_FALSE(testsupport::file_exists(file()));
+    EXPECT_FALSE(file_exists(file()));
 }
 
 TEST_F(Settings, FileWithOddLinesStillReads) {

@@ -13,15 +13,14 @@
 #include "run.hpp"
 #include "tempdir.hpp"
 
-using testsupport::run;
-using testsupport::RunResult;
+using namespace testsupport;
 
 namespace {
 
 class Boardsim : public ::testing::Test {
 protected:
     RunResult sim(const std::vector<std::string> &program, const std::vector<std::string> &opts = {}) {
-        return testsupport::on_board(state_.path(), program, opts);
+        return on_board(state_.path(), program, opts);
     }
     RunResult commctl(const std::vector<std::string> &args) {
         std::vector<std::string> argv = {COMMCTL_EXE};
@@ -29,16 +28,15 @@ protected:
         return sim(argv);
     }
     std::string gpio(const std::string &rel) { return state_ / ("board/sys/class/gpio/" + rel); }
-    testsupport::TempDir state_;
+    TempDir state_;
 };
 
 TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
     RunResult r = commctl({"--level", "5", "gpio", "export", "33"});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(testsupport::summarise(r.out),
-              std::vector<std::string>{"DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n"});
-    EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "in\n");
-    EXPECT_EQ(testsupport::read_file(gpio("gpio33/value")), "0\n");
+    EXPECT_EQ(summarise(r.out), std::vector<std::string>{"DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n"});
+    EXPECT_EQ(read_file(gpio("gpio33/direction")), "in\n");
+    EXPECT_EQ(read_file(gpio("gpio33/value")), "0\n");
 
     // clang-format off
     const struct { std::vector<std::string> args; int status; std::string out; } steps[] = {
@@ -54,21 +52,21 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
             EXPECT_EQ(r.out, s.out) << s.args[1];
         }
     }
-    EXPECT_FALSE(testsupport::file_exists(gpio("gpio33")));
+    EXPECT_FALSE(file_exists(gpio("gpio33")));
     // A four-letter direction reaches the library's log line whole.
     r = commctl({"--level", "4", "gpio", "dir", "33", "high"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(testsupport::summarise(r.out),
+    EXPECT_EQ(summarise(r.out),
               std::vector<std::string>{"DBG Zev_Comm_Gpio_SetDirection :fail direction[high] gpio[33]\n"});
-    EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "");
+    EXPECT_EQ(read_file(gpio("gpio33/direction")), "");
 
     // The line keeps its direction and level while unexported; 64 is beyond
     // the board's lines, and the kernel's refusal goes unseen.
     ASSERT_EQ(commctl({"gpio", "export", "33"}).status, 0);
-    EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "out\n");
+    EXPECT_EQ(read_file(gpio("gpio33/direction")), "out\n");
     EXPECT_EQ(commctl({"gpio", "get", "33"}).out, "1\n");
     EXPECT_EQ(commctl({"gpio", "export", "64"}).status, 0);
-    EXPECT_FALSE(testsupport::file_exists(gpio("gpio64")));
+    EXPECT_FALSE(file_exists(gpio("gpio64")));
     // --reset builds the board afresh: no exported pins.
     ASSERT_EQ(commctl({"gpio", "export", "7"}).status, 0);
     r = sim({COMMCTL_EXE, "gpio", "get", "7"}, {"--reset"});
@@ -128,8 +126,8 @@ TEST_F(Boardsim, HwclockTakesAnyStatePath) {
     RunResult r = hwclock(odd);
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out.size(), sizeof "2031-05-06 07:08:09") << r.out;
-    EXPECT_FALSE(testsupport::file_exists(state_ / "escaped"));
-    EXPECT_TRUE(testsupport::file_exists(odd + "/board/clock/hardware"));
+    EXPECT_FALSE(file_exists(state_ / "escaped"));
+    EXPECT_TRUE(file_exists(odd + "/board/clock/hardware"));
     r = hwclock(state_ / "a:b");
     EXPECT_NE(r.status, 0);
     EXPECT_EQ(r.out, "");
@@ -155,7 +153,7 @@ TEST_F(Boardsim, FlashBlockTransfersStayInTheImage) {
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, want);
     EXPECT_EQ(r.err, "");  // no warnings for empty transfers
-    EXPECT_EQ(testsupport::read_file(state_ / "board/dev/mtdblock3").size(), 0x8000u);
+    EXPECT_EQ(read_file(state_ / "board/dev/mtdblock3").size(), 0x8000u);
 }
 
 TEST_F(Boardsim, CommctlUsage) {
@@ -198,7 +196,7 @@ TEST_F(Boardsim, LogLinesOnlyWhenAskedFor) {
         args.push_back("log-demo");
         const RunResult r = commctl(args);
         ASSERT_EQ(r.status, 0);
-        EXPECT_EQ(testsupport::parse_log(r.out).lines.size(), c.lines) << args.front();
+        EXPECT_EQ(parse_log(r.out).lines.size(), c.lines) << args.front();
     }
     // Quiet by default: the date is its four data lines, nothing else.
     const RunResult date = commctl({"date"});
@@ -209,7 +207,7 @@ TEST_F(Boardsim, LogLinesOnlyWhenAskedFor) {
 TEST_F(Boardsim, DemoApplicationBlinksTheLed) {
     const RunResult r = sim({DEMO_EXE});
     ASSERT_EQ(r.status, 0) << r.err;
-    const auto lines = testsupport::summarise(r.out);
+    const auto lines = summarise(r.out);
     const std::vector<std::string> want = {
         "INF main :dashcam demo starting, print level 5\n",
         "DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n",
