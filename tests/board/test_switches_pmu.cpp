@@ -69,13 +69,13 @@ TEST_F(Board, CommandLineIsAPlainSubstringTest) {
 }
 
 TEST_F(Board, CpuTemperatureFromTheOverrideOrTheAttribute) {
-    const std::string p = "Temperature ";  // 12 bytes ahead of the number; 30 bytes are read
-                                           // The attribute, the override (0 for none), the result.
-                                           // clang-format off
+    // "Temperature " is 12 bytes ahead of the number, 30 bytes are read. Then the attribute, the
+    // override (0 for none), the result.
+    const std::string p = "Temperature ";
+    // clang-format off
     for (const auto &[text, set, result] : {std::tuple{p + "45\n", 50, 50}, {p + "45\n", -20, -20}, {p + "45\n", 1, 1},
              {p + "45\n", 0, 45}, {p + "-3\n", 0, -3}, {p, 0, 0}, {"short\n", 0, 0}, {"", 0, 0},
              {"CPU temp is 71 C\n", 0, 71}, {p + std::string(17, ' ') + "78", 0, 7}}) {
-        // clang-format on
         // clang-format on
         ASSERT_TRUE(bed_->write(kTemp, text));
         EXPECT_EQ(logged([set = set] { Zev_Comm_SetCpuTemp(set); }),

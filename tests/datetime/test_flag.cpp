@@ -16,9 +16,8 @@ void set(int32_t y, int32_t mo, int32_t d, int32_t h = 23, int32_t offset = 0) {
     (void)Zve_Comm_SetDateTime_TimeZone(&r, offset);
 }
 
-// All three of year, month and day must differ from the default 2025-01-01.
+// All three of year, month and day must differ from the default 2025-01-01 (rows: steps, flag).
 TEST_F(Clock, FlagRule) {
-    // steps, the flag after them
     // clang-format off
     const std::pair<std::function<void()>, int> cases[] = {
         {[] { set(2026, 6, 15); }, 1}, {[] { set(2025, 6, 15); }, 0}, {[] { set(2026, 1, 15); }, 0},

@@ -94,6 +94,8 @@ TEST_F(SdCard, WaitForAPath) {
     }
 }
 
+auto kb_mb(const char *n) { return std::pair(Zev_Comm_GetStorageSizeKB(n), Zev_Comm_GetStorageSizeMB(n)); }
+
 // The whole disk comes first; the start of a name will do; no number in
 // front of a name's middle, a line's start ("major") or two blanks ("name").
 TEST_F(SdCard, SizeFromTheBlocksColumn) {
@@ -103,13 +105,9 @@ TEST_F(SdCard, SizeFromTheBlocksColumn) {
         {"mmcblk0", 7761920, 7580}, {"mtdblock0", 1024, 1}, {"mmcblk0p", 7757824, 7576}, {"blk0p", 0, 0},
         {"mmcblk5", 0, 0}, {"major", 0, 0}, {"name", 0, 0}};
     // clang-format on
-    for (const auto &[name, kb, mb] : cases)
-        EXPECT_EQ(std::make_pair(Zev_Comm_GetStorageSizeKB(name), Zev_Comm_GetStorageSizeMB(name)),
-                  std::make_pair(kb, mb))
-            << name;
+    for (const auto &[name, kb, mb] : cases) EXPECT_EQ(kb_mb(name), std::pair(kb, mb)) << name;
     table("1023mmcblk0\n");  // no blank in front of the number
-    EXPECT_EQ(std::make_pair(Zev_Comm_GetStorageSizeKB("mmcblk0"), Zev_Comm_GetStorageSizeMB("mmcblk0")),
-              std::make_pair(102, 0));
+    EXPECT_EQ(kb_mb("mmcblk0"), std::pair(102, 0));
     table("-");
     EXPECT_EQ(Zev_Comm_GetStorageSizeKB("mmcblk0"), 0);
 }

@@ -57,7 +57,6 @@ TEST_F(Mtd, LookupOfSizeAndPath) {
         EXPECT_EQ(Zev_Comm_GetMtdPartSize(c.name), c.size) << label;
         capture_stdout([&] { EXPECT_STREQ(Zev_Comm_GetMtdPath(c.name), c.path) << label; });
     }
-    // Found lines are logged at debug.
     EXPECT_EQ(logged([] { Zev_Comm_GetMtdPartSize("BADSIZE"); }),
               (Lines{"DBG Zev_Comm_GetMtdPartSize :mtd6: zz 00001000 \"BADSIZE\"\n",
                      "DBG Zev_Comm_GetMtdPartSize :part6:size = 0 (0x0)\n"}));
@@ -166,9 +165,9 @@ std::string err(const char *api, const char *key, int code) {
     return std::string("ERR ") + api + " :[" + key + "] ret = " + std::to_string(code) + "\n";
 }
 
+// Every key reaches its partition and offset (the sync flag has no visible effect).
 TEST_F(Mtd, ManagerMapsEveryKey) {
     Zev_Comm_SetPrintLev(3);
-    // sync has no visible effect
     // clang-format off
     const struct { const char *key; int index; const char *part; int size; uint32_t base; int sync; } rows[] = {
         {"MTD_PART_UI", 2, "KEY_CUST", 0x8000, 0x0000, 1}, {"MTD_PART_UI_BACKUP", 1, "KEY_CUST1", 0x8000, 0x0000, 0},
