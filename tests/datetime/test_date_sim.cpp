@@ -17,7 +17,6 @@ TEST(BoardClock, DateCommandsOnTheBoard) {
     const bool userns = testsupport::run({"unshare", "-Ur", "true"}).status == 0;
     const std::string ctl = COMMCTL_EXE;
     // program run on the board, exit status, a line start expected in stdout
-    // clang-format off
     const std::tuple<std::vector<std::string>, int, std::string> steps[] = {
         {{ctl, "date", "set", "2031-05-06", "07:08:09"}, 0, "system clock 2031-05-06 07:08:"},
         {{"hwclock", "--show"}, 0, "2031-05-06 07:08:"},  // saved with the clock
@@ -25,9 +24,10 @@ TEST(BoardClock, DateCommandsOnTheBoard) {
         {{ctl, "date", "from-rtc"}, 0, "system clock 2031-05-06 07:08:"},
         {{ctl, "date", "zone", "GMT+09:00"}, 0, "zone         GMT+09:00 (+32400 s)"},
         {{ctl, "date", "set-utc", "2032-02-03", "04:05:06"}, 0, "local time   2032-02-03 22:05:"},
-        {{ctl, "date", "set", "1970-06-15", "12:00:00"}, 1, ""}, {{ctl, "date", "set", "2031-5-6x", "07:08:09"}, 2, ""},
-        {{ctl, "run", "echo", "hi", "there"}, 0, "hi there"}};
-    // clang-format on
+        {{ctl, "date", "set", "1970-06-15", "12:00:00"}, 1, ""},
+        {{ctl, "date", "set", "2031-5-6x", "07:08:09"}, 2, ""},
+        {{ctl, "run", "echo", "hi", "there"}, 0, "hi there"},
+    };
     for (const auto &[program, status, line] : steps) {
         std::vector<std::string> argv = {BOARDSIM_EXE, "--state", state.path(), "--"};
         if (userns) argv.insert(argv.begin(), {"unshare", "-Ur"});
