@@ -13,8 +13,7 @@
 #include "comm_log.h"
 #include "testbed.hpp"
 
-using testsupport::Lines;
-using testsupport::logged;
+using namespace testsupport;
 
 namespace {
 
@@ -25,7 +24,7 @@ class Gpio : public ::testing::Test {
 protected:
     void SetUp() override {
         REQUIRE_TESTBED();
-        bed_ = std::make_unique<testsupport::Testbed>();
+        bed_ = std::make_unique<Testbed>();
         ASSERT_TRUE(bed_->write(kGpio + "/export", "") && bed_->write(kGpio + "/unexport", ""));
         Zev_Comm_SetPrintLev(5);
     }
@@ -34,7 +33,7 @@ protected:
         ASSERT_TRUE(bed_->write(dir + "/direction", "in\n") && bed_->write(dir + "/value", value));
     }
     std::string read(const std::string &rel) const { return bed_->read(kGpio + rel); }
-    std::unique_ptr<testsupport::Testbed> bed_;
+    std::unique_ptr<Testbed> bed_;
 };
 
 TEST_F(Gpio, ExportAndUnexportWriteFourBytes) {
@@ -53,28 +52,26 @@ TEST_F(Gpio, RefusalsAndTheirLines) {
     char out[4] = "out";
     // The GPIO class there (false: gone, so any open fails), the call, its line after "DBG Zev_Comm_Gpio_"
     // ("": silent).
+    // clang-format off
     const std::tuple<bool, std::function<int()>, std::string> cases[] = {
-        {false, [] { return Zev_Comm_Gpio_Export(-1); }, "Export :gpio=-1\n"},
-        {false, [] { return Zev_Comm_Gpio_Unexport(-1); }, ""},
-        {false, [&] { return Zev_Comm_Gpio_SetDirection(-1, out); }, ""},
-        {false, [] { return Zev_Comm_Gpio_GetVal(-1); }, ""},
+        {false, [] { return Zev_Comm_Gpio_Export(-1); }, "Export :gpio=-1\n"}, {false, [] { return Zev_Comm_Gpio_Unexport(-1); }, ""},
+        {false, [&] { return Zev_Comm_Gpio_SetDirection(-1, out); }, ""}, {false, [] { return Zev_Comm_Gpio_GetVal(-1); }, ""},
         {false, [] { return Zev_Comm_Gpio_SetVal(-1, 1); }, ""},
         {false, [] { return Zev_Comm_Gpio_Export(33); }, "Export :fail to export gpio[33]\n"},
         {false, [] { return Zev_Comm_Gpio_Unexport(33); }, "Unexport :no export gpio[33]\n"},
-        {false, [&] { return Zev_Comm_Gpio_SetDirection(33, out); },
-         "SetDirection :fail direction[out] gpio[33]\n"},
+        {false, [&] { return Zev_Comm_Gpio_SetDirection(33, out); }, "SetDirection :fail direction[out] gpio[33]\n"},
         {false, [] { return Zev_Comm_Gpio_GetVal(33); }, "GetVal :fail to open gpio[33]\n"},
         {false, [] { return Zev_Comm_Gpio_SetVal(33, 1); }, "SetVal :fail to open gpio[33]\n"},
         {true, [] { return Zev_Comm_Gpio_GetVal(-2); }, "GetVal :fail to open gpio[-2]\n"},
         {true, [] { return Zev_Comm_Gpio_Export(1000); }, "Export :gpio[1000] out of range\n"},
         {true, [] { return Zev_Comm_Gpio_Export(-100); }, "Export :gpio[-100] out of range\n"},
         {true, [] { return Zev_Comm_Gpio_Unexport(12345); }, "Unexport :gpio[12345] out of range\n"},
-        {true, [&] { return Zev_Comm_Gpio_SetDirection(1000, out); },
-         "SetDirection :gpio[1000] out of range\n"},
+        {true, [&] { return Zev_Comm_Gpio_SetDirection(1000, out); }, "SetDirection :gpio[1000] out of range\n"},
         {true, [] { return Zev_Comm_Gpio_GetVal(INT32_MAX); }, "GetVal :gpio[2147483647] out of range\n"},
         {true, [] { return Zev_Comm_Gpio_SetVal(1000, 1); }, "SetVal :gpio[1000] out of range\n"},
         {true, [] { return Zev_Comm_Gpio_SetVal(33, 1000); }, "SetVal :value[1000] out of range\n"},
         {true, [] { return Zev_Comm_Gpio_SetVal(33, -100); }, "SetVal :value[-100] out of range\n"}};
+    // clang-format on
     for (const auto &[tree, call, line] : cases) {
         ASSERT_TRUE(tree ? bed_->write(kGpio + "/export", "") && bed_->write(kGpio + "/unexport", "")
                          : bed_->remove(kGpio));

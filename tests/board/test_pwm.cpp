@@ -10,8 +10,7 @@
 #include "comm_pwm.h"
 #include "testbed.hpp"
 
-using testsupport::Lines;
-using testsupport::logged;
+using namespace testsupport;
 
 namespace {
 
@@ -21,10 +20,10 @@ class Pwm : public ::testing::Test {
 protected:
     void SetUp() override {
         REQUIRE_TESTBED();
-        bed_ = std::make_unique<testsupport::Testbed>();
+        bed_ = std::make_unique<Testbed>();
         Zev_Comm_SetPrintLev(5);
     }
-    std::unique_ptr<testsupport::Testbed> bed_;
+    std::unique_ptr<Testbed> bed_;
 };
 
 TEST_F(Pwm, WritesTheirTextsAndRefuseNumbersThatDoNotFit) {

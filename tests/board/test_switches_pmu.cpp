@@ -7,12 +7,10 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "capture.hpp"
 #include "comm_board.h"
 #include "comm_log.h"
 #include "comm_pmu.h"
@@ -20,15 +18,9 @@
 #include "log_lines.hpp"
 #include "testbed.hpp"
 
-using testsupport::IoctlAnswer;
-using testsupport::IoctlCall;
+using namespace testsupport;
 
 namespace {
-
-using Lines = std::vector<std::string>;
-Lines logged(const std::function<void()> &fn) {
-    return testsupport::summarise(testsupport::capture_stdout(fn));
-}
 
 const std::string kCmdLine = "console=ttyS0,115200 rootfs=squashfs mtdparts=nor:ft=TEMq\n";
 const std::string kTemp = "/sys/devices/virtual/mstar/msys/TEMP_R";
@@ -39,45 +31,37 @@ const std::string kPmu = "/dev/ip_6303";
 class Board : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        if (testsupport::Testbed::available())
-            (bed_ = new testsupport::Testbed)->write("/proc/cmdline", kCmdLine);
+        if (Testbed::available()) (bed_ = new Testbed)->write("/proc/cmdline", kCmdLine);
     }
     static void TearDownTestSuite() { driver_.reset(), delete bed_; }
     void SetUp() override {
         REQUIRE_TESTBED();
         Zev_Comm_SetPrintLev(7);
     }
-    static testsupport::IoctlDevice &driver() {
-        return driver_ ? *driver_
-                       : *(driver_ = std::make_unique<testsupport::IoctlDevice>(bed_->get(), kPmu));
+    static IoctlDevice &driver() {
+        return driver_ ? *driver_ : *(driver_ = std::make_unique<IoctlDevice>(bed_->get(), kPmu));
     }
-    static inline testsupport::Testbed *bed_ = nullptr;
-    static inline std::unique_ptr<testsupport::IoctlDevice> driver_;
+    static inline Testbed *bed_ = nullptr;
+    static inline std::unique_ptr<IoctlDevice> driver_;
 };
 
 TEST_F(Board, CommandLineIsAPlainSubstringTest) {
-    int32_t r = -1;
-    EXPECT_EQ(logged([&] { r = Zev_Comm_CheckCmdLime("rootfs="); }),
-              (Lines{"WAR Zev_Comm_CheckCmdLime :cmdline[rootfs=]: " + kCmdLine,
-                     "VER Zev_Comm_CheckCmdLime :get cmdline: rootfs=squashfs mtdparts=nor:ft=TEMq\n"}));
-    EXPECT_EQ(r, 1);
-    EXPECT_EQ(logged([&] { r = Zev_Comm_IsTempTestMode(); }), Lines{})
+    EXPECT_EQ(
+        logged([] { return Zev_Comm_CheckCmdLime("rootfs="); }),
+        std::pair(1,
+                  Lines{"WAR Zev_Comm_CheckCmdLime :cmdline[rootfs=]: " + kCmdLine,
+                        "VER Zev_Comm_CheckCmdLime :get cmdline: rootfs=squashfs mtdparts=nor:ft=TEMq\n"}));
+    EXPECT_EQ(logged([] { return Zev_Comm_IsTempTestMode(); }), std::pair(0, Lines{}))
         << "whoever asks next, the WAR line is gone";
-    EXPECT_EQ(r, 0);
-    // The file or a folder in its place (opens, gives no byte), the needle, the result (and as many VER
-    // lines).
-    for (const auto &[readable, needle, result] : {std::tuple{true, "ttyS0,1152", 1},
-                                                   {true, "ft=TEMP", 0},
-                                                   {true, "", 1},
-                                                   {true, "\n", 1},
-                                                   {true, "CONSOLE", 0},
-                                                   {false, "", 1},
-                                                   {false, "console", 0},
-                                                   {false, " ", 0}}) {
+    // The file or a folder in its place (opens, gives no byte), the needle, the result (= VER lines).
+    // clang-format off
+    for (const auto &[readable, needle, result] : {std::tuple{true, "ttyS0,1152", 1}, {true, "ft=TEMP", 0},
+             {true, "", 1}, {true, "\n", 1}, {true, "CONSOLE", 0}, {false, "", 1}, {false, "console", 0}, {false, " ", 0}}) {
+        // clang-format on
         ASSERT_TRUE(bed_->remove("/proc/cmdline") &&
                     (readable ? bed_->write("/proc/cmdline", kCmdLine) : bed_->mkdir("/proc/cmdline")));
-        EXPECT_EQ(logged([&, needle = needle] { r = Zev_Comm_CheckCmdLime(needle); }).size(), size_t(result));
-        EXPECT_EQ(r, result) << readable << needle;
+        const auto [r, lines] = logged([needle = needle] { return Zev_Comm_CheckCmdLime(needle); });
+        EXPECT_EQ(std::pair(r, lines.size()), std::pair(result, size_t(result))) << readable << needle;
     }
     ASSERT_TRUE(bed_->remove("/proc/cmdline") && bed_->write("/proc/cmdline", "ft=TEMP\n"));
     logged([] { EXPECT_EQ(Zev_Comm_CheckCmdLime("ft=TEMP"), 1); });
@@ -85,18 +69,14 @@ TEST_F(Board, CommandLineIsAPlainSubstringTest) {
 }
 
 TEST_F(Board, CpuTemperatureFromTheOverrideOrTheAttribute) {
-    const std::string p = "Temperature ";  // 12 bytes ahead of the number; 30 bytes are read
-    // The attribute, the override (0 for none), the result.
-    for (const auto &[text, set, result] : {std::tuple{p + "45\n", 50, 50},
-                                            {p + "45\n", -20, -20},
-                                            {p + "45\n", 1, 1},
-                                            {p + "45\n", 0, 45},
-                                            {p + "-3\n", 0, -3},
-                                            {p, 0, 0},
-                                            {"short\n", 0, 0},
-                                            {"", 0, 0},
-                                            {"CPU temp is 71 C\n", 0, 71},
-                                            {p + std::string(17, ' ') + "78", 0, 7}}) {
+    // "Temperature " is 12 bytes ahead of the number, 30 bytes are read. Then the attribute, the
+    // override (0 for none), the result.
+    const std::string p = "Temperature ";
+    // clang-format off
+    for (const auto &[text, set, result] : {std::tuple{p + "45\n", 50, 50}, {p + "45\n", -20, -20}, {p + "45\n", 1, 1},
+             {p + "45\n", 0, 45}, {p + "-3\n", 0, -3}, {p, 0, 0}, {"short\n", 0, 0}, {"", 0, 0},
+             {"CPU temp is 71 C\n", 0, 71}, {p + std::string(17, ' ') + "78", 0, 7}}) {
+        // clang-format on
         ASSERT_TRUE(bed_->write(kTemp, text));
         EXPECT_EQ(logged([set = set] { Zev_Comm_SetCpuTemp(set); }),
                   Lines{"INF Zev_Comm_SetCpuTemp :" + std::to_string(set) + " du\n"});
@@ -125,18 +105,15 @@ TEST_F(Board, UsbSwitchDrivesPin33Inverted) {
     const std::string on("1\0\0\0", 4), off("0\0\0\0", 4);
     // Flag, value and export there, result (only the value's step reaches the caller), value written.
     for (const auto &[flag, value_there, export_there, result, value] :
-         {std::tuple{0, true, true, 0, on},
-          {1, true, true, 0, off},
-          {-1, true, true, 0, off},
-          {0, true, false, 0, on},
-          {1, false, true, -1, std::string()}}) {
+         // clang-format off
+         {std::tuple{0, true, true, 0, on}, {1, true, true, 0, off}, {-1, true, true, 0, off},
+          {0, true, false, 0, on}, {1, false, true, -1, std::string()}}) {
+        // clang-format on
         ASSERT_TRUE(bed_->remove(kGpio + "export") && bed_->remove(kGpio + "gpio33/value") &&
                     (!export_there || bed_->write(kGpio + "export", "")) &&
                     (!value_there || bed_->write(kGpio + "gpio33/value", "")) &&
                     bed_->write(kGpio + "gpio33/direction", "in\n"));
-        int32_t r = 9;
-        logged([&, flag = flag] { r = Zev_Comm_UsbSwitcher(flag); });
-        EXPECT_EQ(r, result) << flag;
+        EXPECT_EQ(logged([flag = flag] { return Zev_Comm_UsbSwitcher(flag); }).first, result) << flag;
         EXPECT_EQ(bed_->read(kGpio + "gpio33/value") + bed_->read(kGpio + "gpio33/direction"),
                   value + std::string("out\0", 4));
         EXPECT_EQ(bed_->read(kGpio + "export"), export_there ? std::string("33\0\0", 4) : "")
@@ -146,7 +123,7 @@ TEST_F(Board, UsbSwitchDrivesPin33Inverted) {
 
 TEST_F(Board, ConsoleRedirectionOnAMockedTerminal) {
     constexpr unsigned long kTiocCons = 0x541D;
-    testsupport::IoctlDevice tty(bed_->get(), "/dev/ttyS9", {kTiocCons});
+    IoctlDevice tty(bed_->get(), "/dev/ttyS9", {kTiocCons});
     ASSERT_TRUE(tty.attached());
     tty.answer([](unsigned long, int32_t) { return IoctlAnswer{-1, EPERM, 0}; });  // refused: the same lines
     // Standard output is captured into a file here: no terminal name.
@@ -161,52 +138,39 @@ TEST_F(Board, ConsoleRedirectionOnAMockedTerminal) {
 // Each PMU operation: its request and the word it must carry, the result
 // without the device, the word a successful request hands back, the result
 // then and its log line.
-struct Op {
-    std::string name;
-    int32_t (*call)();
-    unsigned long request;
-    int32_t word_in, no_device, driver_word, result;
-    std::string line;
-};
+// clang-format off
+struct Op { std::string name; int32_t (*call)(); unsigned long request; int32_t word_in, no_device, driver_word, result; std::string line; };
 #define OP(fn, args) #fn, [] { return fn args; }
 const Op kOps[] = {
-    {OP(Zev_Pmu_IsDcIn, ()), 0x80044D89, 0, 1, 5, 5, ""},
-    {OP(Zev_Pmu_IsAccOn, ()), 0x80044D88, 0, 1, 1, 1, ""},
+    {OP(Zev_Pmu_IsDcIn, ()), 0x80044D89, 0, 1, 5, 5, ""}, {OP(Zev_Pmu_IsAccOn, ()), 0x80044D88, 0, 1, 1, 1, ""},
     {OP(Zev_Pmu_GetBootRes, ()), 0x80044D90, 0, 0, 0x81, 0x81, "INF Zev_Pmu_GetBootRes ::0x81\n"},
     {OP(Zev_Pmu_GetBootRes, ()), 0x80044D90, 0, 0, -1, -1, "INF Zev_Pmu_GetBootRes ::0xffffffff\n"},
-    {OP(Zev_Pmu_GetType, ()), 0x80044D82, 0, 0, 2, 1, ""},
-    {OP(Zev_Pmu_GetType, ()), 0x80044D82, 0, 0, -3, 1, ""},
+    {OP(Zev_Pmu_GetType, ()), 0x80044D82, 0, 0, 2, 1, ""}, {OP(Zev_Pmu_GetType, ()), 0x80044D82, 0, 0, -3, 1, ""},
     {OP(Zev_Pmu_SetCap, ()), 0x40044D87, 240, 0, 200, 200, "WAR Zev_Pmu_SetCap ::200 mA\n"},
     {OP(Zev_Pmu_GetVoltage, (-9)), 0x40044D85, 0, 0, 12345, 12345, "WAR Zev_Pmu_GetVoltage :12345 mv\n"},
     {OP(Zev_Pmu_GetVoltage, (0)), 0x40044D85, 0, 0, 12345, 12345, "VER Zev_Pmu_GetVoltage :12345 mv\n"},
-    {OP(Zev_Pmu_SetChargeCurrent, (INT32_MIN)), 0x40044D84, INT32_MIN, 0, 800, 800,
-     "VER Zev_Pmu_SetChargeCurrent :800 mA\n"},
+    {OP(Zev_Pmu_SetChargeCurrent, (INT32_MIN)), 0x40044D84, INT32_MIN, 0, 800, 800, "VER Zev_Pmu_SetChargeCurrent :800 mA\n"},
     {OP(Zev_Pmu_GetChargeCurrent, ()), 0x40044D86, 0, 0, 450, 450, "VER Zev_Pmu_GetChargeCurrent :450 mA\n"},
-    {OP(Zev_Pmu_GetNtcTemperature, ()), 0x80044D83, 0, 0, -12, -12,
-     "VER Zev_Pmu_GetNtcTemperature :-12 du\n"},
-    {OP(Zev_Pmu_PowerOff, (-7)), 0x40044D91, -7, 0, 77, 77, ""},
-    {OP(Zev_Pmu_SetPowerOffTimeOut, (-1)), 0x40044D92, -1, 0, 55, 0, ""},
-    {OP(Zev_Pmu_IsPowerKeyPressed, ()), 0x80044D94, 0, 0, 2, 2,
-     "VER Zev_Pmu_IsPowerKeyPressed :pwrkey:DOWN\n"},
+    {OP(Zev_Pmu_GetNtcTemperature, ()), 0x80044D83, 0, 0, -12, -12, "VER Zev_Pmu_GetNtcTemperature :-12 du\n"},
+    {OP(Zev_Pmu_PowerOff, (-7)), 0x40044D91, -7, 0, 77, 77, ""}, {OP(Zev_Pmu_SetPowerOffTimeOut, (-1)), 0x40044D92, -1, 0, 55, 0, ""},
+    {OP(Zev_Pmu_IsPowerKeyPressed, ()), 0x80044D94, 0, 0, 2, 2, "VER Zev_Pmu_IsPowerKeyPressed :pwrkey:DOWN\n"},
     {OP(Zev_Pmu_IsPowerKeyPressed, ()), 0x80044D94, 0, 0, 0, 0, "VER Zev_Pmu_IsPowerKeyPressed :pwrkey:UP\n"},
-    {OP(Zev_Pmu_GetSDInsterStat, ()), 0x80044D95, 0, 0, 1, 1, "VER Zev_Pmu_GetSDInsterStat :SD_In:1\n"},
-};
+    {OP(Zev_Pmu_GetSDInsterStat, ()), 0x80044D95, 0, 0, 1, 1, "VER Zev_Pmu_GetSDInsterStat :SD_In:1\n"}};
+// clang-format on
 
 TEST_F(Board, PmuWithoutTheDeviceEveryOperationFallsBack) {
     for (const Op &op : kOps) {
-        int32_t r = -99;
-        EXPECT_EQ(
-            logged([&] { r = op.call(); }),
-            (Lines{"ERR ZevPmuInit :/dev/ip_6303 not exist\n", "ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
-                   "ERR " + op.name + " :pmu not initialized, please initialized first\n"}));
-        EXPECT_EQ(r, op.no_device) << op.name;
+        EXPECT_EQ(logged(op.call),
+                  std::pair(op.no_device,
+                            Lines{"ERR ZevPmuInit :/dev/ip_6303 not exist\n",
+                                  "ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
+                                  "ERR " + op.name + " :pmu not initialized, please initialized first\n"}))
+            << op.name;
     }
     ASSERT_TRUE(bed_->mkdir(kPmu));  // there, but cannot be opened: no first line
-    int32_t r = -99;
-    EXPECT_EQ(logged([&] { r = Zev_Pmu_IsAccOn(); }),
-              (Lines{"ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
-                     "ERR Zev_Pmu_IsAccOn :pmu not initialized, please initialized first\n"}));
-    EXPECT_EQ(r, 1);
+    EXPECT_EQ(logged(Zev_Pmu_IsAccOn),
+              std::pair(1, Lines{"ERR ZevPmuInit :open [/dev/ip_6303] failed\n",
+                                 "ERR Zev_Pmu_IsAccOn :pmu not initialized, please initialized first\n"}));
     EXPECT_TRUE(bed_->remove(kPmu));
 }
 
@@ -230,17 +194,16 @@ TEST_F(Board, PmuDeviceThatComesLateIsOpenedByTheNextCallAndKept) {
 }
 
 TEST_F(Board, PmuFailedRequestThenASucceedingOneOnTheSameDescriptor) {
-    testsupport::IoctlDevice &dev = driver();
+    IoctlDevice &dev = driver();
     logged([] { Zev_Comm_IsTempTestMode(); });  // its once-per-process line, when run alone
     for (const Op &op : kOps) {
         dev.clear_calls();
         dev.answer([](unsigned long, int32_t) { return IoctlAnswer{-1, EIO, 1}; });
-        int32_t r = -99;
-        EXPECT_EQ(logged([&] { r = op.call(); }), Lines{"ERR " + op.name + " :failed\n"});
-        EXPECT_EQ(r, 0) << op.name;  // DC in and ACC too: the opposite of no device
+        // DC in and ACC too give 0: the opposite of no device
+        EXPECT_EQ(logged(op.call), std::pair(0, Lines{"ERR " + op.name + " :failed\n"}));
         dev.answer([word = op.driver_word](unsigned long, int32_t) { return IoctlAnswer{0, 0, word}; });
-        EXPECT_EQ(logged([&] { r = op.call(); }), op.line.empty() ? Lines{} : Lines{op.line});
-        EXPECT_EQ(r, op.result) << op.name;
+        EXPECT_EQ(logged(op.call), std::pair(op.result, op.line.empty() ? Lines{} : Lines{op.line}))
+            << op.name;
         EXPECT_EQ(dev.calls(), (std::vector<IoctlCall>{{op.request, op.word_in}, {op.request, op.word_in}}))
             << op.name;
     }

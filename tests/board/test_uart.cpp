@@ -17,8 +17,7 @@
 #include "comm_log.h"
 #include "comm_uart.h"
 
-using testsupport::Lines;
-using testsupport::logged;
+using namespace testsupport;
 
 // tcsetattr records the requests. A pty forces CS8 and drops PARENB: framing
 // is checked on the requests, which in record-only mode do not reach the port.

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The byte ring and the bounded queue at their edges: what fits, the full
-// and empty lines, strings that stop short, the shared retry budget of the
-// Wait forms, null elements and handles, where they lock and signal, and
-// creation when memory runs out.
+// The byte ring and the bounded queue at their edges: locks, signals, lines,
+// retry budgets, null handles, and creation when memory runs out.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -24,11 +22,8 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
 using Bytes = std::vector<uint8_t>;
-Lines logged(const std::function<void()> &fn) {
-    return testsupport::summarise(testsupport::capture_stdout(fn));
-}
+using namespace testsupport;
 
 // While a Spy lives, the calls below are counted and usleep runs the hook
 // instead of sleeping (the test playing the peer that frees room or brings data).
@@ -146,7 +141,7 @@ TEST_F(Containers, RingAtEveryPositionFillAndLength) {
         ring(cap);
         std::string got, want;
         Lines lines;
-        const std::string output = testsupport::capture_stdout([&] {  // no assertions in here
+        const std::string output = capture_stdout([&] {  // no assertions in here
             for (int at = 0; at < cap; ++at)
                 for (int pre = 0; pre < cap; ++pre)
                     for (int len = 0; len <= cap; ++len) {
@@ -174,7 +169,7 @@ TEST_F(Containers, RingAtEveryPositionFillAndLength) {
                     }
         });
         ASSERT_EQ(got, want) << "capacity " << cap << ": results, then at/pre/len and the bytes";
-        ASSERT_EQ(testsupport::summarise(output), lines) << "capacity " << cap;
+        ASSERT_EQ(summarise(output), lines) << "capacity " << cap;
     }
 }
 
@@ -186,23 +181,16 @@ TEST_F(Containers, ResultLocksSignalsAndLinesPerCall) {
     const std::string full = full_line("rb"), empty = empty_line("rb"), null_queue = " :queueHdl is NULL!\n";
     // what, ring bytes before (of 8), call, result, locks, signals, log lines,
     // ring bytes after; the queue holds one element of 4 bytes
+    // clang-format off
     const std::tuple<const char *, int, std::function<int()>, int, int, int, std::string, int> cases[] = {
-        {"StrIn null, 0", 3,
-         [&] { return RingBuffer_StrIn(ring_, nullptr, 4) + RingBuffer_StrIn(ring_, b, 0); }, 0, 0, 0, "", 3},
-        {"StrOut null, 0", 3,
-         [&] { return RingBuffer_StrOut(ring_, nullptr, 4) + RingBuffer_StrOut(ring_, b, 0); }, 0, 0, 0, "",
-         3},
-        {"StrInWait null, 0", 3,
-         [&] { return RingBuffer_StrInWait(ring_, nullptr, 4, 3) + RingBuffer_StrInWait(ring_, b, 0, 3); }, 0,
-         0, 0, "", 3},
-        {"StrOutWait null, 0", 3,
-         [&] { return RingBuffer_StrOutWait(ring_, nullptr, 4, 3) + RingBuffer_StrOutWait(ring_, b, 0, 3); },
-         0, 0, 0, "", 3},
+        {"StrIn null, 0", 3, [&] { return RingBuffer_StrIn(ring_, nullptr, 4) + RingBuffer_StrIn(ring_, b, 0); }, 0, 0, 0, "", 3},
+        {"StrOut null, 0", 3, [&] { return RingBuffer_StrOut(ring_, nullptr, 4) + RingBuffer_StrOut(ring_, b, 0); }, 0, 0, 0, "", 3},
+        {"StrInWait null, 0", 3, [&] { return RingBuffer_StrInWait(ring_, nullptr, 4, 3) + RingBuffer_StrInWait(ring_, b, 0, 3); }, 0, 0, 0, "", 3},
+        {"StrOutWait null, 0", 3, [&] { return RingBuffer_StrOutWait(ring_, nullptr, 4, 3) + RingBuffer_StrOutWait(ring_, b, 0, 3); }, 0, 0, 0, "", 3},
         // A negative length is locked, moves nothing and comes back.
         {"StrIn -1", 3, [&] { return RingBuffer_StrIn(ring_, b, -1); }, -1, 1, 1, "", 3},
         {"StrOut -5", 3, [&] { return RingBuffer_StrOut(ring_, b, -5); }, -5, 1, 0, "", 3},
-        {"StrInWait min", 3, [&] { return RingBuffer_StrInWait(ring_, b, INT32_MIN, 3); }, INT32_MIN, 1, 1,
-         "", 3},
+        {"StrInWait min", 3, [&] { return RingBuffer_StrInWait(ring_, b, INT32_MIN, 3); }, INT32_MIN, 1, 1, "", 3},
         {"StrOutWait -2", 3, [&] { return RingBuffer_StrOutWait(ring_, b, -2, 3); }, -2, 1, 0, "", 3},
         {"StrIn", 0, [&] { return RingBuffer_StrIn(ring_, b, 3); }, 3, 1, 1, "", 3},
         {"StrIn full", 7, [&] { return RingBuffer_StrIn(ring_, b, 3); }, 0, 1, 1, full, 7},
@@ -211,54 +199,40 @@ TEST_F(Containers, ResultLocksSignalsAndLinesPerCall) {
         {"StrInWait", 0, [&] { return RingBuffer_StrInWait(ring_, b, 3, 2); }, 3, 1, 1, "", 3},
         {"StrInWait full", 7, [&] { return RingBuffer_StrInWait(ring_, b, 3, 2); }, 0, 1, 1, full + full, 7},
         {"StrOutWait", 5, [&] { return RingBuffer_StrOutWait(ring_, b, 3, 2); }, 3, 1, 0, "", 2},
-        {"StrOutWait empty", 0, [&] { return RingBuffer_StrOutWait(ring_, b, 3, 2); }, 0, 1, 0, empty + empty,
-         0},
-        {"Clean, isEmpty", 5, [&] { return RingBuffer_Clean(ring_) * 10 + RingBuffer_isEmpty(ring_); }, 11, 1,
-         0, "", 0},
-        {"In, isFull", 6, [&] { return RingBuffer_In(ring_, 1) * 10 + RingBuffer_isFull(ring_); }, 11, 0, 0,
-         "", 7},
+        {"StrOutWait empty", 0, [&] { return RingBuffer_StrOutWait(ring_, b, 3, 2); }, 0, 1, 0, empty + empty, 0},
+        {"Clean, isEmpty", 5, [&] { return RingBuffer_Clean(ring_) * 10 + RingBuffer_isEmpty(ring_); }, 11, 1, 0, "", 0},
+        {"In, isFull", 6, [&] { return RingBuffer_In(ring_, 1) * 10 + RingBuffer_isFull(ring_); }, 11, 0, 0, "", 7},
         {"In full", 7, [&] { return RingBuffer_In(ring_, 1); }, 0, 0, 0, full, 7},
-        {"Out", 5, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 117, 0, 0, "",
-         4},  // the first byte
-        {"Out empty", 0, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 7, 0, 0, empty,
-         0},  // left alone
+        {"Out", 5, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 117, 0, 0, "", 4},  // the first byte
+        {"Out empty", 0, [&] { return b[0] = 7, RingBuffer_Out(ring_, b) * 100 + b[0]; }, 7, 0, 0, empty, 0},  // left alone
         {"ring destroy", 0, [&] { return RingBuffer_destroy(ring_), ring_ = nullptr, 0; }, 0, 0, 1, "", 0},
         {"queue push", 0, [&] { return Zev_Queue_Push(q_, b) * 10 + Zev_Queue_GetLen(q_); }, 1, 1, 0, "", 0},
-        {"queue push to full", 0, [&] { return Zev_Queue_Push(q_, b) + Zev_Queue_Push(q_, b); }, -2, 2, 0,
-         kFull, 0},
+        {"queue push to full", 0, [&] { return Zev_Queue_Push(q_, b) + Zev_Queue_Push(q_, b); }, -2, 2, 0, kFull, 0},
         {"queue pop", 0, [&] { return Zev_Queue_Push(q_, b) + Zev_Queue_Pop(q_, b); }, 0, 2, 0, "", 0},
         // Without an element a push takes its slot as it is and a pop drops one.
-        {"queue null elements", 0,
-         [&] {
+        {"queue null elements", 0, [&] {
              uint32_t v = 0x11223344, w = 0;
-             Zev_Queue_Push(q_, &v), Zev_Queue_Pop(q_, &w), Zev_Queue_Push(q_, nullptr),
-                 Zev_Queue_Pop(q_, &w);
-             return Zev_Queue_Push(q_, nullptr) + Zev_Queue_Pop(q_, nullptr) + Zev_Queue_GetLen(q_) +
-                    (w == v);
-         },
-         1, 6, 0, "", 0},
-        {"queue clear", 0, [&] { return Zev_Queue_Push(q_, b), Zev_Queue_Clear(q_), Zev_Queue_GetLen(q_); },
-         0, 2, 0, "", 0},
+             Zev_Queue_Push(q_, &v), Zev_Queue_Pop(q_, &w), Zev_Queue_Push(q_, nullptr), Zev_Queue_Pop(q_, &w);
+             return Zev_Queue_Push(q_, nullptr) + Zev_Queue_Pop(q_, nullptr) + Zev_Queue_GetLen(q_) + (w == v);
+         }, 1, 6, 0, "", 0},
+        {"queue clear", 0, [&] { return Zev_Queue_Push(q_, b), Zev_Queue_Clear(q_), Zev_Queue_GetLen(q_); }, 0, 2, 0, "", 0},
         {"queue pop empty", 0, [&] { return Zev_Queue_Pop(q_, b); }, -2, 1, 0, kEmpty, 0},
         {"queue destroy", 0, [&] { return Zev_Queue_Destroy(q_), q_ = nullptr, 0; }, 0, 1, 0, "", 0},
-        {"null len", 0, [] { return Zev_Queue_GetLen(nullptr); }, -1, 0, 0,
-         "ERR Zev_Queue_GetLen" + null_queue, 0},
-        {"null push", 0, [&] { return Zev_Queue_Push(nullptr, b) * 10 + Zev_Queue_Push(nullptr, nullptr); },
-         -11, 0, 0, "ERR Zev_Queue_Push" + null_queue + "ERR Zev_Queue_Push" + null_queue, 0},
-        {"null pop", 0, [&] { return Zev_Queue_Pop(nullptr, b) * 10 + Zev_Queue_Pop(nullptr, nullptr); }, -11,
-         0, 0, "ERR Zev_Queue_Pop" + null_queue + "ERR Zev_Queue_Pop" + null_queue, 0},
-        {"null clear", 0, [] { return Zev_Queue_Clear(nullptr), 0; }, 0, 0, 0,
-         "ERR Zev_Queue_Clear" + null_queue, 0},
-        {"null destroy", 0, [] { return Zev_Queue_Destroy(nullptr), 0; }, 0, 0, 0,
-         "ERR Zev_Queue_Destroy" + null_queue, 0},
+        {"null len", 0, [] { return Zev_Queue_GetLen(nullptr); }, -1, 0, 0, "ERR Zev_Queue_GetLen" + null_queue, 0},
+        {"null push", 0, [&] { return Zev_Queue_Push(nullptr, b) * 10 + Zev_Queue_Push(nullptr, nullptr); }, -11, 0, 0,
+         "ERR Zev_Queue_Push" + null_queue + "ERR Zev_Queue_Push" + null_queue, 0},
+        {"null pop", 0, [&] { return Zev_Queue_Pop(nullptr, b) * 10 + Zev_Queue_Pop(nullptr, nullptr); }, -11, 0, 0,
+         "ERR Zev_Queue_Pop" + null_queue + "ERR Zev_Queue_Pop" + null_queue, 0},
+        {"null clear", 0, [] { return Zev_Queue_Clear(nullptr), 0; }, 0, 0, 0, "ERR Zev_Queue_Clear" + null_queue, 0},
+        {"null destroy", 0, [] { return Zev_Queue_Destroy(nullptr), 0; }, 0, 0, 0, "ERR Zev_Queue_Destroy" + null_queue, 0},
     };
+    // clang-format on
     for (const auto &[what, before, call, result, locks, signals, lines, after] : cases) {
         ring(8);
         fill(pattern(before, 10));
         queue(4, 1);
-        int r = 99;
         Spy spy;
-        const Lines logged_lines = logged([&, &call = call] { r = call(); });
+        const auto [r, logged_lines] = logged(call);
         EXPECT_EQ(r, result) << what;
         EXPECT_EQ(std::vector<int>({spy.locks, spy.signals}), std::vector<int>({locks, signals}))
             << what << ": locks, signals";
@@ -282,25 +256,23 @@ TEST_F(Containers, RingWaitFormsShareOneRetryBudgetPerCall) {
             ring(4);
             fill(pattern(in ? 3 : 0, 0));
             uint8_t b[2] = {};
-            int r = -1;
             Spy spy;
-            const Lines lines = logged([&, retry = retry, in = in] {
-                r = in ? RingBuffer_StrInWait(ring_, b, 2, retry) : RingBuffer_StrOutWait(ring_, b, 2, retry);
-            });
-            EXPECT_EQ(r, 0) << retry << in;
+            EXPECT_EQ(
+                logged([&, retry = retry, in = in] {
+                    return in ? RingBuffer_StrInWait(ring_, b, 2, retry)
+                              : RingBuffer_StrOutWait(ring_, b, 2, retry);
+                }),
+                std::pair(0, Lines(static_cast<size_t>(sleeps), in ? full_line("rb") : empty_line("rb"))));
             EXPECT_EQ(spy.sleeps, std::vector<long>(static_cast<size_t>(sleeps), 10000)) << retry << in;
-            EXPECT_EQ(lines, Lines(static_cast<size_t>(sleeps), in ? full_line("rb") : empty_line("rb")));
         }
     }
     // A direct peer brings one byte at every sleep: the third miss ends the
     // call with two bytes taken and the third left in the ring.
     ring(8);
     Bytes out(5, 0);
-    int r = -1;
     Spy spy([&](int n) { RingBuffer_In(ring_, static_cast<uint8_t>(0x40 + n)); });
-    EXPECT_EQ(logged([&] { r = RingBuffer_StrOutWait(ring_, out.data(), 5, 3); }),
-              Lines(3, empty_line("rb")));
-    EXPECT_EQ(r, 2);
+    EXPECT_EQ(logged([&] { return RingBuffer_StrOutWait(ring_, out.data(), 5, 3); }),
+              std::pair(2, Lines(3, empty_line("rb"))));
     EXPECT_EQ(out, (Bytes{0x41, 0x42, 0, 0, 0}));
     EXPECT_EQ(RingBuffer_GetDataSize(ring_) * 1000 + RingBuffer_Out(ring_, out.data()) * 100 + out[0],
               1167);  // 0x43
@@ -308,16 +280,14 @@ TEST_F(Containers, RingWaitFormsShareOneRetryBudgetPerCall) {
 
 TEST_F(Containers, RingCreationRefusesCapacitiesBelowOneAndCutsNamesAt31) {
     for (int capacity : {0, -1, INT32_MIN}) {
-        void *r = &r;
-        EXPECT_EQ(logged([&] { r = RingBuffer_create("cap", capacity); }),
-                  Lines{"ERR RingBuffer_create :cap:capacity[" + std::to_string(capacity) + "] below 1\n"});
-        EXPECT_EQ(r, nullptr) << capacity;
+        EXPECT_EQ(logged([&] { return RingBuffer_create("cap", capacity); }),
+                  std::pair((void *)nullptr, Lines{"ERR RingBuffer_create :cap:capacity[" +
+                                                   std::to_string(capacity) + "] below 1\n"}));
     }
     const std::string n31(31, 'n'), n32 = n31 + "X";
-    for (const auto &[name, kept] : {std::pair<const char *, std::string>{"", ""},
-                                     {nullptr, ""},
-                                     {n31.c_str(), n31},
-                                     {n32.c_str(), n31}}) {
+    using Name = std::pair<const char *, std::string>;
+    for (const auto &[name, kept] :
+         {Name{"", ""}, Name{nullptr, ""}, Name{n31.c_str(), n31}, Name{n32.c_str(), n31}}) {
         ring(1, name);
         uint8_t b = 0;
         EXPECT_EQ(logged([&] { RingBuffer_In(ring_, 1), RingBuffer_Out(ring_, &b); }),
@@ -329,14 +299,10 @@ TEST_F(Containers, RingCreationRefusesCapacitiesBelowOneAndCutsNamesAt31) {
 // size exactly (none for size 0), and full and empty say so, whether an
 // element is given or not.
 TEST_F(Containers, QueueEverySlotIsUsable) {
-    for (const auto &[size, capacity] : {std::pair<uint32_t, int>{4, 1},
-                                         {3, 2},
-                                         {4097, 2},
-                                         {4, 33},
-                                         {0, 2},
-                                         {16, 0},
-                                         {4, -1},
-                                         {4, INT32_MIN}}) {
+    // clang-format off
+    for (const auto &[size, capacity] : {std::pair<uint32_t, int>{4, 1}, {3, 2}, {4097, 2}, {4, 33}, {0, 2}, {16, 0},
+                                         {4, -1}, {4, INT32_MIN}}) {
+        // clang-format on
         queue(size, capacity);
         ASSERT_NE(q_, nullptr);
         const int slots = std::max(capacity, 0);
@@ -375,20 +341,16 @@ std::pair<int, int> window(int fail_at, const std::function<void()> &fn) {
 // Every allocation of a creation fails in turn: nothing is handed out,
 // nothing is kept, and the ring says so.
 TEST_F(Containers, CreationFailsWholeAtEveryAllocation) {
-    testsupport::capture_stdout([] { ZEV_COMM_ERR("warm up\n"); });  // the first line may allocate
+    capture_stdout([] { ZEV_COMM_ERR("warm up\n"); });  // the first line may allocate
     // what, creation, its allocations (the ring: record, data; the queue:
     // record, slot array, one per slot), the line of a failure
     const std::tuple<const char *, std::function<void *()>, int, Lines> cases[] = {
-        {"ring",
-         [] { return RingBuffer_create("ring", 64); },
-         2,
-         {"ERR RingBuffer_create :ring:malloc fail\n"}},
-        {"queue 64x3", [] { return Zev_Queue_Create(64, 3); }, 5, {}},
-        {"queue 1x1", [] { return Zev_Queue_Create(1, 1); }, 3, {}},
-        {"queue 0x2", [] { return Zev_Queue_Create(0, 2); }, 4, {}},
-        {"queue 16x0", [] { return Zev_Queue_Create(16, 0); }, 1, {}},
-        {"queue 16x-5", [] { return Zev_Queue_Create(16, -5); }, 1, {}},
-    };
+        // clang-format off
+        {"ring", [] { return RingBuffer_create("ring", 64); }, 2, Lines{"ERR RingBuffer_create :ring:malloc fail\n"}},
+        {"queue 64x3", [] { return Zev_Queue_Create(64, 3); }, 5, {}}, {"queue 1x1", [] { return Zev_Queue_Create(1, 1); }, 3, {}},
+        {"queue 0x2", [] { return Zev_Queue_Create(0, 2); }, 4, {}}, {"queue 16x0", [] { return Zev_Queue_Create(16, 0); }, 1, {}},
+        {"queue 16x-5", [] { return Zev_Queue_Create(16, -5); }, 1, {}}};
+    // clang-format on
     for (const auto &[what, create, allocations, lines] : cases) {
         const bool is_ring = std::string(what) == "ring";
         const auto [calls, live] = window(0, [&, &create = create] {
@@ -400,11 +362,11 @@ TEST_F(Containers, CreationFailsWholeAtEveryAllocation) {
         for (int fail_at = 1; fail_at <= calls; ++fail_at) {
             void *made = &made;
             int left = -1;
-            const std::string out = testsupport::capture_stdout(
+            const std::string out = capture_stdout(
                 [&, &create = create] { left = window(fail_at, [&] { made = create(); }).second; });
             EXPECT_EQ(made, nullptr) << what << " " << fail_at;
             EXPECT_EQ(left, 0) << what << ": nothing kept after failing call " << fail_at;
-            EXPECT_EQ(testsupport::summarise(out), lines) << what << " " << fail_at;
+            EXPECT_EQ(summarise(out), lines) << what << " " << fail_at;
         }
     }
 }

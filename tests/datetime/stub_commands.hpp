@@ -14,14 +14,6 @@
 
 namespace testsupport {
 
-using Lines = std::vector<std::string>;
-
-// Runs fn with stdout captured; returns the "TAG func :msg" lines.
-template <typename Fn>
-Lines logged(Fn &&fn) {
-    return summarise(capture_stdout(fn));
-}
-
 class StubCommands {
 public:
     StubCommands() : old_path_(getenv("PATH") ? getenv("PATH") : "") {

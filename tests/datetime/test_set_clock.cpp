@@ -20,8 +20,7 @@ TEST_F(Clock, ChecksInOrderWithTheirMessages) {
     auto check = [&](const hiSYSTEM_TM_S *r, const std::string &message, int32_t result) {
         stubs_.clear();
         const int before = fc::settimeofday_calls();
-        int32_t rc = 9;
-        const Lines lines = logged([&] { rc = Zve_Comm_SetDateTime_TimeZone(r, 0); });
+        const auto [rc, lines] = logged([&] { return Zve_Comm_SetDateTime_TimeZone(r, 0); });
         EXPECT_EQ(rc, result) << message;
         EXPECT_EQ(fc::settimeofday_calls() - before, result == 0 ? 1 : 0) << message;
         EXPECT_EQ(stubs_.calls().size(), result == 0 ? 1u : 0u) << message;
@@ -71,16 +70,13 @@ TEST_F(Clock, OffsetsTable) {
     const int64_t R = utc_seconds(r), D = utc_seconds(2025, 1, 1);
     // zone setting, setter, offset, system clock after, local time after
     const std::tuple<const char *, std::string, int32_t, int64_t, int64_t> cases[] = {
-        {"GMT+08:00", "plain", 0, R, R + 28800},
-        {"GMT+08:00", "offset", -3600, R - 3600, R - 3600 + 28800},
-        {"GMT+08:00", "utc", 0, R + 28800, R + 2 * 28800},
-        {"GMT-03:30", "plain", 0, R, R - 12600},
-        {"GMT-03:30", "offset", 12600, R + 12600, R},
-        {"GMT-03:30", "utc", 0, R - 12600, R - 2 * 12600},
-        {"GMT", "utc", 0, R, R},
-        {"", "utc", 0, R + 28800, R + 2 * 28800},  // no zone: the default
-        {"GMT-12:00", "reset", 0, D, D - 43200},
-    };
+        // clang-format off
+        {"GMT+08:00", "plain", 0, R, R + 28800}, {"GMT+08:00", "offset", -3600, R - 3600, R - 3600 + 28800},
+        {"GMT+08:00", "utc", 0, R + 28800, R + 2 * 28800}, {"GMT-03:30", "plain", 0, R, R - 12600},
+        {"GMT-03:30", "offset", 12600, R + 12600, R}, {"GMT-03:30", "utc", 0, R - 12600, R - 2 * 12600},
+        {"GMT", "utc", 0, R, R}, {"", "utc", 0, R + 28800, R + 2 * 28800},  // no zone: the default
+        {"GMT-12:00", "reset", 0, D, D - 43200}};
+    // clang-format on
     for (const auto &[zone, op, offset, clock, want] : cases) {
         sf::set_value("Camera.Menu.TimeZone", zone);
         hiSYSTEM_TM_S local{};
@@ -101,27 +97,25 @@ TEST_F(Clock, OffsetsTable) {
 // a 32-bit one) is not set, and every other step still follows.
 TEST_F(Clock, NeverAWrappedClock) {
     const std::pair<hiSYSTEM_TM_S, int32_t> cases[] = {
-        {rec(2026, 2, 30, 8), 0},           {rec(2024, 2, 30), 0},
-        {rec(2038, 1, 19, 3, 14, 7), 0},    {rec(2038, 1, 19, 3, 14, 8), 0},
-        {rec(2038, 1, 19, 3, 14, 7), 1},    {rec(2037, 12, 31, 23, 0, 0), 50400},
-        {rec(2038, 1, 19, 3, 14, 8), -1},   {rec(2106, 2, 7, 6, 28, 16), 0},
-        {rec(2999, 12, 31, 23, 59, 59), 0}, {rec(1971, 1, 1), INT32_MIN},
-        {rec(2026, 6, 15), INT32_MAX},
-    };
+        // clang-format off
+        {rec(2026, 2, 30, 8), 0}, {rec(2024, 2, 30), 0}, {rec(2038, 1, 19, 3, 14, 7), 0}, {rec(2038, 1, 19, 3, 14, 8), 0},
+        {rec(2038, 1, 19, 3, 14, 7), 1}, {rec(2037, 12, 31, 23, 0, 0), 50400}, {rec(2038, 1, 19, 3, 14, 8), -1},
+        {rec(2106, 2, 7, 6, 28, 16), 0}, {rec(2999, 12, 31, 23, 59, 59), 0}, {rec(1971, 1, 1), INT32_MIN},
+        {rec(2026, 6, 15), INT32_MAX}};
+    // clang-format on
     for (const auto &[r, offset] : cases) {
         fc::set_wall(kStart);
         stubs_.clear();
         const int64_t base = utc_seconds(r), want = base + offset;
         auto narrow = [](int64_t t) { return t >= INT32_MIN && t <= INT32_MAX; };
         const bool fits = sizeof(time_t) >= 8 || (narrow(base) && narrow(want));
-        int32_t rc = -9;
-        const Lines lines = logged([&] { rc = Zve_Comm_SetDateTime_TimeZone(&r, offset); });
+        const auto got = logged([&, &r = r, o = offset] { return Zve_Comm_SetDateTime_TimeZone(&r, o); });
         SCOPED_TRACE(testing::Message() << r.s32year << "-" << r.s32mon << "-" << r.s32mday << " " << offset);
-        EXPECT_EQ(rc, 0);
         const time_t clock = static_cast<time_t>(fits ? want : kStart);
         EXPECT_EQ(fc::wall_seconds(), clock);
         EXPECT_EQ(stubs_.calls(), Lines{"hwclock --systohc"});
-        EXPECT_EQ(lines, Lines{"DBG Zve_Comm_SetDateTime_TimeZone :" + std::string(ctime(&clock))});
+        EXPECT_EQ(got,
+                  std::pair(0, Lines{"DBG Zve_Comm_SetDateTime_TimeZone :" + std::string(ctime(&clock))}));
     }
 }
 
@@ -129,12 +123,11 @@ TEST_F(Clock, ZoneChangeMovesTheClock) {
     const int64_t now = utc_seconds(2026, 6, 15, 12);
     // zone before (nullptr: none), new zone, clock before (+0.999999 s), result, after
     const std::tuple<const char *, const char *, int64_t, int32_t, int64_t> cases[] = {
-        {"GMT+08:00", "GMT+09:00", now, 0, now + 3600},
-        {"GMT+08:00", "GMT-03:30", now, 0, now - 28800 - 12600},
+        // clang-format off
+        {"GMT+08:00", "GMT+09:00", now, 0, now + 3600}, {"GMT+08:00", "GMT-03:30", now, 0, now - 28800 - 12600},
         {"GMT", "Mars", now, 0, now + 28800},  // outside the table: counts as the default
-        {nullptr, "GMT", now, 0, now - 28800},
-        {"GMT+08:00", "GMT-12:00", 1000, -2, 1000},  // refused (1969), yet stored
-    };
+        {nullptr, "GMT", now, 0, now - 28800}, {"GMT+08:00", "GMT-12:00", 1000, -2, 1000}};  // refused (1969), yet stored
+    // clang-format on
     for (const auto &[old_zone, new_zone, before, result, after] : cases) {
         sf::reset();
         if (old_zone != nullptr) sf::set_value("Camera.Menu.TimeZone", old_zone);

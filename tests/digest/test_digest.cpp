@@ -88,16 +88,11 @@ Bytes pattern(size_t n, uint32_t x) {
 TEST(Md5, Rfc1321Suite) {
     // clang-format off
     const struct { const char *input; const char *digest; } cases[] = {
-        {"", "d41d8cd98f00b204e9800998ecf8427e"},
-        {"a", "0cc175b9c0f1b6a831c399e269772661"},
-        {"abc", "900150983cd24fb0d6963f7d28e17f72"},
-        {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+        {"", "d41d8cd98f00b204e9800998ecf8427e"}, {"a", "0cc175b9c0f1b6a831c399e269772661"},
+        {"abc", "900150983cd24fb0d6963f7d28e17f72"}, {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
         {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
-        {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
-         "d174ab98d277d9f5a5611c2c9f419d9f"},
-        {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
-         "57edf4a22be3c955ac49da2e2107b67a"},
-    };
+        {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
+        {"12345678901234567890123456789012345678901234567890123456789012345678901234567890", "57edf4a22be3c955ac49da2e2107b67a"}};
     // clang-format on
     for (const auto &c : cases) {
         const Bytes m(c.input, c.input + strlen(c.input));
@@ -195,20 +190,17 @@ TEST(Crc8, AgreesWithTheReferenceAtEveryLengthAndAlignment) {
 // tails of 0..31 bytes, unaligned starts, and every start value.
 TEST(Crc8, TwoHalvesAgreeWithTheReference) {
     const Bytes data = pattern(70000, 88172645u);
-    const struct {
-        size_t offset, length;
-    } cases[] = {
+    const std::pair<size_t, size_t> cases[] = {
         {0, 255},       {0, 256},       {1, 256},   {3, 257},        {0, 271},
         {5, 287},       {0, 288},       {7, 319},   {2, 320},        {0, 4096},
         {1, 4096 + 31}, {3, 4096 + 16}, {0, 65536}, {6, 65536 + 17}, {1, 69999},
     };
-    for (const auto &c : cases) {
-        const unsigned char *p = data.data() + c.offset;
-        for (unsigned start = 0; start < 256; start += (c.length < 1000 ? 1 : 51)) {
-            ASSERT_EQ(Zev_Comm_CheckCrc8(p, static_cast<uint32_t>(c.length), start),
-                      reference_crc(p, c.length, start))
-                << "offset " << c.offset << " length " << c.length << " start " << start;
-        }
+    for (const auto &[offset, length] : cases) {
+        const unsigned char *p = data.data() + offset;
+        for (unsigned start = 0; start < 256; start += (length < 1000 ? 1 : 51))
+            ASSERT_EQ(Zev_Comm_CheckCrc8(p, static_cast<uint32_t>(length), start),
+                      reference_crc(p, length, start))
+                << "offset " << offset << " length " << length << " start " << start;
     }
 }
 

@@ -76,13 +76,11 @@ TEST_F(FileChores, WriteReplacesAndAppendAdds) {
     for (const auto &[append, before, size, after] : cases) {
         unlink(f.c_str());
         ASSERT_TRUE(before == "-" || write_file(f, before));
-        int32_t r = -1;
         EXPECT_EQ(logged([&] {
-                      r = append ? Zev_Comm_AppendFile(f.c_str(), bytes.data(), size)
-                                 : Zev_Comm_WriteFile(f.c_str(), bytes.data(), size);
+                      return append ? Zev_Comm_AppendFile(f.c_str(), bytes.data(), size)
+                                    : Zev_Comm_WriteFile(f.c_str(), bytes.data(), size);
                   }),
-                  Lines{});
-        EXPECT_EQ(r, 0);
+                  std::pair(0, Lines{}));
         EXPECT_TRUE(testsupport::file_exists(f));
         EXPECT_EQ(read_file(f), after) << append << " " << before << " " << size;
     }
@@ -92,22 +90,16 @@ TEST_F(FileChores, WriteReplacesAndAppendAdds) {
 TEST_F(FileChores, FailuresAndTheirLines) {
     char buf[8];
     const std::string no = path("no/f"), none = path("none");
+    // clang-format off
     const std::tuple<const char *, std::function<int32_t()>, int32_t, std::string> cases[] = {
-        {"ReadFile", [&] { return Zev_Comm_ReadFile(none.c_str(), buf, 4); }, 1,
-         "[ZEV]ZevReadFile---" + none + "---failed!uRet=1 (0 bytes)\r\n"},
-        {"ReadFileEx", [&] { return Zev_Comm_ReadFileEx(none.c_str(), 0, buf, 4); }, 255,
-         "[ZEV]ZevReadFile---" + none + "---failed!uRet=255 (0 bytes)\r\n"},
-        {"WriteFile", [&] { return Zev_Comm_WriteFile(no.c_str(), "x", 1); }, 1,
-         "[ZEV]ZevWriteFile---" + no + "---failed!uRet=1\r\n"},
-        {"AppendFile", [&] { return Zev_Comm_AppendFile(no.c_str(), "x", 1); }, 1,
-         "[ZEV]Zev_Comm_AppendFile---" + no + "---failed!uRet=1\r\n"},
-        {"ReadDev_NonBlock", [&] { return Zev_Comm_ReadDev_NonBlock(none.c_str(), buf, 4); }, 0,
-         "[" + none + "] ret = -4\n"},
-        {"SetFileHide", [&] { return Zev_Comm_SetFileHide(path("dir").c_str(), 1); }, 1,
-         "---" + path("dir") + "---failed!uRet=1\r\n"},
-        {"SetDirHide", [&] { return Zev_Comm_SetDirHide(path("f").c_str(), 1); }, 255,
-         "---" + path("f") + "---failed!uRet=255\r\n"},
-    };
+        {"ReadFile", [&] { return Zev_Comm_ReadFile(none.c_str(), buf, 4); }, 1, "[ZEV]ZevReadFile---" + none + "---failed!uRet=1 (0 bytes)\r\n"},
+        {"ReadFileEx", [&] { return Zev_Comm_ReadFileEx(none.c_str(), 0, buf, 4); }, 255, "[ZEV]ZevReadFile---" + none + "---failed!uRet=255 (0 bytes)\r\n"},
+        {"WriteFile", [&] { return Zev_Comm_WriteFile(no.c_str(), "x", 1); }, 1, "[ZEV]ZevWriteFile---" + no + "---failed!uRet=1\r\n"},
+        {"AppendFile", [&] { return Zev_Comm_AppendFile(no.c_str(), "x", 1); }, 1, "[ZEV]Zev_Comm_AppendFile---" + no + "---failed!uRet=1\r\n"},
+        {"ReadDev_NonBlock", [&] { return Zev_Comm_ReadDev_NonBlock(none.c_str(), buf, 4); }, 0, "[" + none + "] ret = -4\n"},
+        {"SetFileHide", [&] { return Zev_Comm_SetFileHide(path("dir").c_str(), 1); }, 1, "---" + path("dir") + "---failed!uRet=1\r\n"},
+        {"SetDirHide", [&] { return Zev_Comm_SetDirHide(path("f").c_str(), 1); }, 255, "---" + path("f") + "---failed!uRet=255\r\n"}};
+    // clang-format on
     for (const auto &[fn, call, result, message] : cases)
         EXPECT_EQ(logged([&, &c = call, r = result] { EXPECT_EQ(c(), r) << fn; }),
                   Lines{"VER Zev_Comm_" + std::string(fn) + " :" + message});
@@ -132,9 +124,9 @@ TEST_F(FileChores, NonBlockingReadGivesWhatReadGave) {
         while (read(writer, buf, sizeof buf) > 0) {
         }
         ASSERT_EQ(write(writer, ready.data(), ready.size()), static_cast<ssize_t>(ready.size()));
-        int32_t r = 0;
-        EXPECT_EQ(logged([&] { r = Zev_Comm_ReadDev_NonBlock(fifo.c_str(), buf, size); }), want) << ready;
-        EXPECT_EQ(r, result) << ready;
+        const auto got = logged([&] { return Zev_Comm_ReadDev_NonBlock(fifo.c_str(), buf, size); });
+        const int32_t r = got.first;
+        EXPECT_EQ(got, std::pair(result, want)) << ready;
         EXPECT_EQ(std::string(buf, r > 0 ? r : 0), ready.substr(0, r > 0 ? r : 0)) << ready;
     }
     close(writer);
@@ -149,21 +141,18 @@ TEST(FileShell, CommandsAsTheShellSeesThem) {
     stubs.add("rm", argc + "\nexit 1");
     const std::tuple<bool, std::string, Lines> cases[] = {
         // create, path, calls (none: too long)
-        {true, "/mnt/mmc/a b", {"touch /mnt/mmc/a b", "argc 2"}},
-        {true, p121, {"touch " + p121, "argc 1"}},
-        {true, p121 + "x", {}},
-        {false, p120, {"rm -rf " + p120, "argc 2"}},
-        {false, p120 + "/", {}}};
+        // clang-format off
+        {true, "/mnt/mmc/a b", {"touch /mnt/mmc/a b", "argc 2"}}, {true, p121, {"touch " + p121, "argc 1"}},
+        {true, p121 + "x", {}}, {false, p120, {"rm -rf " + p120, "argc 2"}}, {false, p120 + "/", {}}};
+    // clang-format on
     for (const auto &[create, path, calls] : cases) {
         stubs.clear();
         const std::string fn = create ? "VER Zev_Comm_CreateNormalFile :---" : "VER Zev_Comm_DeleteFile :---";
-        int32_t r = 0;
         EXPECT_EQ(logged([&, c = create, p = path] {
-                      r = c ? Zev_Comm_CreateNormalFile(p.c_str()) : Zev_Comm_DeleteFile(p.c_str());
+                      return c ? Zev_Comm_CreateNormalFile(p.c_str()) : Zev_Comm_DeleteFile(p.c_str());
                   }),
-                  calls.empty() ? Lines{fn + path + "---too long\r\n"} : Lines{})
+                  std::pair(1, calls.empty() ? Lines{fn + path + "---too long\r\n"} : Lines{}))
             << path;
-        EXPECT_EQ(r, 1) << path;
         EXPECT_EQ(stubs.calls(), calls) << path;
     }
 }

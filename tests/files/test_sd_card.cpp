@@ -36,18 +36,16 @@ struct SdCard : ::testing::Test {
 TEST_F(SdCard, DevicePathFromOneOrTwoReads) {
     // The table, the table during the pause ("": no change), result, path, reads (2: a pause of 200 ms,
     // then a second read), DBG lines (one per read that found a card; the last names the path).
+    // clang-format off
     const std::tuple<std::string, std::string, int32_t, std::string, size_t, size_t> cases[] = {
-        {kHead + kMtd + kDisk0 + kPart0 + " 179 2 1 mmcblk0p2\n", "", 0, "/dev/mmcblk0p1", 1,
-         1},  // the first
-        {kHead + kDisk0, "", 0, "/dev/mmcblk0", 2, 2},
+        {kHead + kMtd + kDisk0 + kPart0 + " 179 2 1 mmcblk0p2\n", "", 0, "/dev/mmcblk0p1", 1, 1},  // the first
+        {kHead + kDisk0, "", 0, "/dev/mmcblk0", 2, 2}, {kHead + kMtd, "", -1, "", 1, 0}, {"-", "", -1, "", 1, 0},
         {kHead + kDisk0, kHead + kDisk0 + kPart0, 0, "/dev/mmcblk0p1", 2, 2},  // comes during the pause
         {kHead + kDisk0 + kMtd, kHead + kMtd, -1, "/dev/mmcblk0", 2, 1},       // leaves during the pause
         {kHead + kDisk0 + kDisk1, "", 0, "/dev/mmcblk1", 2, 2},                // two unpartitioned cards
-        {kHead + kMtd, "", -1, "", 1, 0},
-        {"-", "", -1, "", 1, 0},
         {kHead + " 179 0 7761920 mmcblk0p1", "", 0, "/dev/mmcblk0p1", 1, 1},   // no line end
-        {kHead + std::string(1020, ' ') + kDisk0 + kPart0, "", -1, "", 1, 0},  // behind byte 1024
-    };
+        {kHead + std::string(1020, ' ') + kDisk0 + kPart0, "", -1, "", 1, 0}};  // behind byte 1024
+    // clang-format on
     for (const auto &[first, during_pause, result, want, reads, finds] : cases) {
         table(first);
         fake_sleep::pauses.clear();
@@ -55,8 +53,7 @@ TEST_F(SdCard, DevicePathFromOneOrTwoReads) {
             if (!later.empty()) table(later);
         };
         char path[64] = {};
-        int32_t r = 99;
-        const Lines lines = logged([&] { r = Zev_Comm_GetStorageDev(path); });
+        const auto [r, lines] = logged([&] { return Zev_Comm_GetStorageDev(path); });
         SCOPED_TRACE(first + " / " + during_pause);
         EXPECT_EQ(std::make_pair(r, std::string(path)), std::make_pair(result, want));
         EXPECT_EQ(fake_sleep::pauses, std::vector<unsigned>(reads - 1, 200000));
@@ -97,6 +94,8 @@ TEST_F(SdCard, WaitForAPath) {
     }
 }
 
+auto kb_mb(const char *n) { return std::pair(Zev_Comm_GetStorageSizeKB(n), Zev_Comm_GetStorageSizeMB(n)); }
+
 // The whole disk comes first; the start of a name will do; no number in
 // front of a name's middle, a line's start ("major") or two blanks ("name").
 TEST_F(SdCard, SizeFromTheBlocksColumn) {
@@ -106,13 +105,9 @@ TEST_F(SdCard, SizeFromTheBlocksColumn) {
         {"mmcblk0", 7761920, 7580}, {"mtdblock0", 1024, 1}, {"mmcblk0p", 7757824, 7576}, {"blk0p", 0, 0},
         {"mmcblk5", 0, 0}, {"major", 0, 0}, {"name", 0, 0}};
     // clang-format on
-    for (const auto &[name, kb, mb] : cases)
-        EXPECT_EQ(std::make_pair(Zev_Comm_GetStorageSizeKB(name), Zev_Comm_GetStorageSizeMB(name)),
-                  std::make_pair(kb, mb))
-            << name;
+    for (const auto &[name, kb, mb] : cases) EXPECT_EQ(kb_mb(name), std::pair(kb, mb)) << name;
     table("1023mmcblk0\n");  // no blank in front of the number
-    EXPECT_EQ(std::make_pair(Zev_Comm_GetStorageSizeKB("mmcblk0"), Zev_Comm_GetStorageSizeMB("mmcblk0")),
-              std::make_pair(102, 0));
+    EXPECT_EQ(kb_mb("mmcblk0"), std::pair(102, 0));
     table("-");
     EXPECT_EQ(Zev_Comm_GetStorageSizeKB("mmcblk0"), 0);
 }
@@ -129,8 +124,7 @@ TEST(FileHideOnANode, OnlyTheHiddenBitChanges) {
     const std::tuple<int32_t, int32_t, bool, std::vector<testsupport::IoctlCall>> cases[] = {
         {0x20, 1, false, {{kGet, 0}, {kSet, 0x22}}}, {0x21, 0, false, {{kGet, 0}, {kSet, 0x21}}},
         {0x33, 0, false, {{kGet, 0}, {kSet, 0x31}}}, {0x02, 5, false, {{kGet, 0}, {kSet, 0x02}}},
-        {-1, 0, false, {{kGet, 0}, {kSet, -3}}},     {0x20, 1, true, {{kGet, 0}}},
-    };
+        {-1, 0, false, {{kGet, 0}, {kSet, -3}}},     {0x20, 1, true, {{kGet, 0}}}};
     for (const auto &[held, hide, get_fails, calls] : cases) {
         int32_t entry = held;
         node.answer([&, fails = get_fails](unsigned long request, int32_t word) {

@@ -29,6 +29,7 @@ TEST(SystemEx, FormatsCutsAt255AndReturnsTheStatus) {
 TEST(Cmd, OneReadOnlyTheLastByteTerminated) {
     const std::string ten = "printf 0123456789";
     // command, size, fill, result, the whole buffer afterwards
+    // clang-format off
     const std::tuple<std::string, int32_t, char, int32_t, std::string> cases[] = {
         {ten, 20, '\0', 0, std::string("0123456789") + std::string(10, '\0')},
         {ten, 10, 'X', 0, std::string("012345678\0", 10)},        // exactly iSize: last byte lost
@@ -36,10 +37,9 @@ TEST(Cmd, OneReadOnlyTheLastByteTerminated) {
         {"printf 'ab\\000cd'", 8, 'X', 0, std::string("ab\0cdXX\0", 8)},
         {"printf ab; sleep 0.05; printf cd", 8, '\0', 0, std::string("abcd\0\0\0\0", 8)},
         {"printf out; exit 3", 4, '\0', 0, std::string("out\0", 4)},  // exit status not reported
-        {"true", 8, 'X', -2, std::string(8, 'X')},
-        {ten, 0, 'X', -2, std::string(8, 'X')},
-        {ten, INT32_MIN, 'X', -2, std::string(8, 'X')},
-    };
+        {"true", 8, 'X', -2, std::string(8, 'X')}, {ten, 0, 'X', -2, std::string(8, 'X')},
+        {ten, INT32_MIN, 'X', -2, std::string(8, 'X')}};
+    // clang-format on
     for (const auto &[cmd, size, fill, result, bytes] : cases) {
         std::string buf(bytes.size(), fill);
         EXPECT_EQ(Zev_Comm_Cmd(cmd.c_str(), buf.data(), size), result) << cmd << " " << size;
@@ -66,8 +66,7 @@ TEST(SdShell, FourCommandsInOrderAndTheLimits) {
     const std::string name = absent_name(30);
     for (const int32_t bg : {0, 1, -7}) {
         stubs.clear();
-        int rc = 0;
-        const Lines lines = logged([&] { rc = Zev_Comm_RunSDShell(name.c_str(), "x", bg); });
+        const auto [rc, lines] = logged([&] { return Zev_Comm_RunSDShell(name.c_str(), "x", bg); });
         EXPECT_EQ(stubs.calls(), (Lines{"cp /mnt/mmc/" + name + " /tmp", "chmod 777 /tmp/" + name,
                                         "dos2unix /tmp/" + name}));
         EXPECT_EQ(lines, Lines{"DBG Zev_Comm_RunSDShell :/tmp/" + name + " x" + (bg ? " &" : "  ") + "\n"});
@@ -80,9 +79,9 @@ TEST(SdShell, FourCommandsInOrderAndTheLimits) {
         {113, 0, 1, 127 << 8}, {114, 0, 0, 127 << 8}, {120, 0, 0, -1}};
     for (const auto &[name_len, arg_len, reached, result] : limits) {
         stubs.clear();
-        int rc = 0;
         const std::string long_name = absent_name(name_len), arg(arg_len, 'a');
-        const Lines lines = logged([&] { rc = Zev_Comm_RunSDShell(long_name.c_str(), arg.c_str(), 0); });
+        const auto [rc, lines] =
+            logged([&] { return Zev_Comm_RunSDShell(long_name.c_str(), arg.c_str(), 0); });
         const Lines calls = stubs.calls(), all = {"cp", "chmod", "dos2unix"};
         EXPECT_EQ(calls.size(), reached) << name_len << "+" << arg_len;
         EXPECT_TRUE(calls.empty() || calls[0].rfind(all[3 - reached] + " ", 0) == 0) << calls[0];
@@ -108,10 +107,8 @@ TEST(Rand, SeededFromNanosecondsInTwoBands) {
     }
     EXPECT_TRUE(low && high);
     fc::set_monotonic(0, 0xabcdef);
-    int32_t r = 0;
-    const auto lines = testsupport::summarise(testsupport::capture_stdout([&] { r = Zev_Comm_Rand(); }));
-    EXPECT_EQ(lines,
-              std::vector<std::string>{"DBG Zev_Comm_Rand :t=abcdef, rand=" + std::to_string(r) + "\n"});
+    const auto [r, lines] = logged(Zev_Comm_Rand);
+    EXPECT_EQ(lines, Lines{"DBG Zev_Comm_Rand :t=abcdef, rand=" + std::to_string(r) + "\n"});
 }
 
 TEST(IsNumber, OnlyTheTenDigitCodes) {

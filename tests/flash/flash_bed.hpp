@@ -57,9 +57,8 @@ public:
     // from 1) of the device fail: with EIO, or, when `short_len` is not 0, by
     // handing over only the first `short_len` bytes at `offset`.
     void fail_reads(int index, int from, int count = 1, size_t short_len = 0, uint32_t offset = 0) {
-        for (auto &d : devices_) {
+        for (auto &d : devices_)
             if (d->index == index) d->plan = {0, from, count, short_len, offset, image_path(index)};
-        }
     }
     Bytes image(int index) const { return text(bed_.read(node(index))); }
     Bytes bytes(int index, uint32_t offset, uint32_t len) const {

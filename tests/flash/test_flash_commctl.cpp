@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 // commctl's flash, identity record and digest commands on the simulated
-// board: a record made on blank flash survives runs, a damaged copy is
-// reported and repaired, regions and digests come out right; one failure of
-// each command.
+// board, with one failure of each.
 #include <gtest/gtest.h>
 
 #include "run.hpp"

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
-// What needs no simulated flash: the line reader (end of input noticed one
-// byte late, the 256-byte window, carriage returns kept, a failing stream
-// ended) and the identity record before Zev_SnManager_Start.
+// What needs no simulated flash: the line reader and the identity record
+// before Zev_SnManager_Start.
 #include <gtest/gtest.h>
 
 #include <optional>
 
-#include "capture.hpp"
 #include "comm_log.h"
 #include "comm_mtd.h"
 #include "comm_sn.h"
@@ -18,7 +16,6 @@ using namespace testsupport;
 
 namespace {
 
-using Lines = std::vector<std::string>;
 using Read = std::vector<std::optional<std::string>>;
 const std::nullopt_t kEnd = std::nullopt;
 
@@ -56,16 +53,12 @@ TEST(ReadLine, SplitsStreams) {
 
 TEST(ReadLine, OneBufferAndFailingStreams) {
     FILE *a = tmpfile(), *b = tmpfile();
-    fputs("first\n", a);
-    fputs("second\n", b);
-    rewind(a);
-    rewind(b);
+    fputs("first\n", a), fputs("second\n", b), rewind(a), rewind(b);
     const char *la = Zev_Comm_ReadLine(a);
     EXPECT_STREQ(la, "first");
     EXPECT_EQ(Zev_Comm_ReadLine(b), la);
     EXPECT_STREQ(la, "second");
-    fclose(a);
-    fclose(b);
+    fclose(a), fclose(b);
     EXPECT_EQ(Zev_Comm_ReadLine(nullptr), nullptr);
     // Reading a directory fails without reaching end of file.
     TempDir dir;
@@ -91,12 +84,11 @@ TEST(SnBeforeStart, ReadsSeeAZeroImageAndWritesAreRefused) {
     // Not started comes before the value's test; nothing reaches the settings library.
     settings_fake::reset();
     const std::string refused = "ERR Zev_SnManager_Update :Err ret=-10\n";
-    EXPECT_EQ(summarise(capture_stdout([] { EXPECT_EQ(Zev_SnManager_Update(0x01, "SN1", 3), -10); })),
-              Lines{refused});
-    EXPECT_EQ(summarise(capture_stdout([] { EXPECT_EQ(Zev_SnManager_Update(0x01, "\0\0\0", 3), -10); })),
-              Lines{refused});
-    EXPECT_EQ(summarise(capture_stdout([] { EXPECT_EQ(Zev_SnManager_Update(0x20, nullptr, 0), -10); })),
-              (Lines{"WAR Zev_SnManager_Update :DataIn=0x0, size=0, erase type:32\n", refused}));
+    EXPECT_EQ(logged([] { return Zev_SnManager_Update(0x01, "SN1", 3); }), std::pair(-10, Lines{refused}));
+    EXPECT_EQ(logged([] { return Zev_SnManager_Update(0x01, "\0\0\0", 3); }), std::pair(-10, Lines{refused}));
+    EXPECT_EQ(
+        logged([] { return Zev_SnManager_Update(0x20, nullptr, 0); }),
+        std::pair(-10, Lines{"WAR Zev_SnManager_Update :DataIn=0x0, size=0, erase type:32\n", refused}));
     EXPECT_TRUE(settings_fake::calls().empty());
 }
 

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The identity record on a simulated flash: every row of the decision
-// table with its log lines, the image, the copy written and the write
-// protection around each write, a power cut at every byte of a store, field
-// access with its limits, field orders, erases, the Ui exception and the
-// store sequence.
+// The identity record on a simulated flash: the decision table, power cuts at
+// every byte, field access, erases and the order of a store.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -23,22 +20,16 @@ namespace fake = testsupport::settings_fake;
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 // The record's layout: fields, the slots of their digest texts, RecordMd5.
 constexpr size_t kSize = 1152, kRecordMd5 = 0x450;
 constexpr uint32_t kCopyAt = 0x6000;          // both copies: block 6 of their partition
 constexpr int kFirstDev = 2, kSecondDev = 1;  // KEY_CUST, KEY_CUST1
-struct Field {
-    const char *name;
-    uint32_t mask;
-    size_t offset, size;
-    long slot;  // -1: none
-};
-const Field kSn{"Sn", 0x01, 0x000, 64, 0x040}, kSpeech{"Speech", 0x02, 0x070, 64, 0x0B0},
-    kDid{"Did", 0x04, 0x0E0, 64, 0x120}, kAdas{"Adas", 0x40, 0x150, 64, 0x190},
-    kPlain1{"Plain1", 0x08, 0x1C0, 48, -1}, kPlain2{"Plain2", 0x10, 0x1F0, 48, -1},
+// clang-format off
+struct Field { const char *name; uint32_t mask; size_t offset, size; long slot; /* -1: none */ };
+const Field kSn{"Sn", 0x01, 0x000, 64, 0x040}, kSpeech{"Speech", 0x02, 0x070, 64, 0x0B0}, kDid{"Did", 0x04, 0x0E0, 64, 0x120},
+    kAdas{"Adas", 0x40, 0x150, 64, 0x190}, kPlain1{"Plain1", 0x08, 0x1C0, 48, -1}, kPlain2{"Plain2", 0x10, 0x1F0, 48, -1},
     kUi{"Ui", 0x20, 0x220, 512, 0x420};
+// clang-format on
 const std::vector<const Field *> kAll = {&kSn, &kSpeech, &kDid, &kAdas, &kPlain1, &kPlain2, &kUi};
 
 std::string md5_text(const Bytes &rec, size_t from, size_t n) {
@@ -47,11 +38,12 @@ std::string md5_text(const Bytes &rec, size_t from, size_t n) {
     return std::string(out, 32);
 }
 // Puts `value` at the field's start and the field's digest text into its slot.
-void put_field(Bytes &rec, const Field &f, const Bytes &value) {
+Bytes &put_field(Bytes &rec, const Field &f, const Bytes &value) {
     memcpy(&rec[f.offset], value.data(), value.size());
     if (f.slot >= 0) memcpy(&rec[f.slot], md5_text(rec, f.offset, f.size).c_str(), 33);
+    return rec;
 }
-void seal(Bytes &rec) { memcpy(&rec[kRecordMd5], md5_text(rec, 0, kRecordMd5).c_str(), 33); }
+Bytes &seal(Bytes &rec) { return memcpy(&rec[kRecordMd5], md5_text(rec, 0, kRecordMd5).c_str(), 33), rec; }
 // Good as the decision table judges: the record digest agrees over the
 // stored string's length, and not every byte is 0x00 or 0xFF.
 bool good(const Bytes &rec) {
@@ -64,7 +56,7 @@ bool good(const Bytes &rec) {
 Bytes record(const std::vector<const Field *> &fields, const std::string &tag, bool sealed = true) {
     Bytes rec(kSize, 0);
     for (const Field *f : fields) put_field(rec, *f, text(std::string(f->name) + "-" + tag));
-    sealed ? seal(rec) : (void)memcpy(&rec[kRecordMd5], std::string(32, '0').c_str(), 33);
+    sealed ? (void)seal(rec) : (void)memcpy(&rec[kRecordMd5], std::string(32, '0').c_str(), 33);
     return rec;
 }
 Bytes part(const Bytes &rec, size_t from, size_t n) { return Bytes(&rec[from], &rec[from] + n); }
@@ -95,12 +87,11 @@ public:
     // The identity record's log lines while fn runs at level 5.
     static Lines logged(const std::function<void()> &fn) {
         Zev_Comm_SetPrintLev(5);
-        const Lines all = summarise(capture_stdout(fn));
+        Lines lines = testsupport::logged(fn);
         Zev_Comm_SetPrintLev(0);
-        Lines kept;
-        std::copy_if(all.begin(), all.end(), std::back_inserter(kept),
-                     [](const std::string &l) { return l.find(" Zev_SnManager_") != std::string::npos; });
-        return kept;
+        std::erase_if(lines,
+                      [](const std::string &l) { return l.find(" Zev_SnManager_") == std::string::npos; });
+        return lines;
     }
     Lines start() {
         snaps_.clear();
@@ -124,8 +115,7 @@ public:
     // Plain1 (no digest of its own) renews only Plain1 and RecordMd5.
     bool image_is(Bytes rec) {
         EXPECT_EQ(update(kPlain1.mask, text("probe#1")), 0);
-        put_field(rec, kPlain1, text("probe#1"));
-        seal(rec);
+        seal(put_field(rec, kPlain1, text("probe#1")));
         return first_copy() == rec;
     }
     std::unique_ptr<FlashBed> flash_;
@@ -140,12 +130,9 @@ const std::string kStart = "DBG Zev_SnManager_Start :", kAllOk = kStart + "all o
                   kSecondWins = kStart + "all error, but bMTD_PART_SN_BACKUP_Score > bMTD_PART_SN_Score!\n";
 
 // A copy, with the fields that count and the score logged when it is bad.
-struct Copy {
-    const char *name;
-    Bytes bytes;
-    std::vector<const char *> oks;
-    int score;  // -1: not bad (good or empty)
-};
+// clang-format off
+struct Copy { const char *name; Bytes bytes; std::vector<const char *> oks; int score; /* -1: not bad (good or empty) */ };
+// clang-format on
 
 void judged(Lines &l, const Copy &c, const char *which) {
     for (const char *f : c.oks) l.push_back(std::string("DBG Zev_SnManager_CheckMd5 :") + f + " ok!\n");
@@ -260,18 +247,13 @@ TEST_F(Sn, FailedReloadNeverLosesTheRecord) {
     const Bytes rec = record(three, "k");
     Bytes damaged = rec, want = rec;
     damaged[kSn.offset + 1] ^= 0x20;
-    put_field(want, kAdas, text("Adas-4"));
-    seal(want);
-    const struct {
-        bool first_good;
-        int from, count;
-        size_t short_len;
-        int result;
-    } rows[] = {
+    seal(put_field(want, kAdas, text("Adas-4")));
+    // clang-format off
+    const struct { bool first_good; int from, count; size_t short_len; int result; } rows[] = {
         {true, 2, 1, 0, 0},     {true, 2, 1, 600, 0},    {false, 2, 1, 0, 0}, {false, 2, 1, 600, 0},
         {true, 2, 9, 0, 0},     {true, 2, 9, 600, 0},    {false, 2, 9, 0, 0}, {false, 2, 9, 600, 0},
-        {true, 1, 9, 600, -13}, {false, 1, 9, 600, -13},
-    };
+        {true, 1, 9, 600, -13}, {false, 1, 9, 600, -13}};
+    // clang-format on
     for (const auto &row : rows) {
         const std::string at = std::string(row.first_good ? "first" : "second") + " good, reads " +
                                std::to_string(row.from) + "+" + std::to_string(row.count) + " short " +
@@ -311,8 +293,7 @@ TEST_F(Sn, PowerCutAtEveryByte) {
         };
     const Bytes old_rec = record(kAll, "old"), erased(kSize, 0xFF);
     Bytes new_rec = old_rec;
-    put_field(new_rec, kDid, text("Did-new-value"));
-    seal(new_rec);
+    seal(put_field(new_rec, kDid, text("Did-new-value")));
     int repaired = 0, kept = 0;
     // Starts on two copies, at least one of them good: the record in memory
     // is the good second copy's or else the first's, and a copy that is not
@@ -371,23 +352,20 @@ TEST_F(Sn, UpdateResultsAndWhatReachesFlash) {
     // null: flash stays as it is
     // clang-format off
     const struct { uint32_t type; Bytes value; int result; const Field *written; } rows[] = {
-        {kSn.mask, a(63), 0, &kSn},           {kSn.mask, a(64), -2, nullptr},
-        {kDid.mask, a(63), 0, &kDid},         {kDid.mask, a(64), -21, nullptr},
-        {kSpeech.mask, a(63), 0, &kSpeech},   {kSpeech.mask, a(64), -3, nullptr},
-        {kAdas.mask, a(63), 0, &kAdas},       {kAdas.mask, a(64), -4, nullptr},
-        {kUi.mask, a(512), 0, &kUi},          {kUi.mask, a(513), -5, nullptr},
-        {kPlain1.mask, a(48), 0, &kPlain1},   {kPlain1.mask, a(49), -12, nullptr},
-        {kPlain2.mask, a(48), 0, &kPlain2},   {kPlain2.mask, a(49), -12, nullptr},
+        {kSn.mask, a(63), 0, &kSn}, {kSn.mask, a(64), -2, nullptr}, {kDid.mask, a(63), 0, &kDid}, {kDid.mask, a(64), -21, nullptr},
+        {kSpeech.mask, a(63), 0, &kSpeech}, {kSpeech.mask, a(64), -3, nullptr}, {kAdas.mask, a(63), 0, &kAdas},
+        {kAdas.mask, a(64), -4, nullptr}, {kUi.mask, a(512), 0, &kUi}, {kUi.mask, a(513), -5, nullptr},
+        {kPlain1.mask, a(48), 0, &kPlain1}, {kPlain1.mask, a(49), -12, nullptr}, {kPlain2.mask, a(48), 0, &kPlain2},
+        {kPlain2.mask, a(49), -12, nullptr},
         // Empty values (only 0x00 and 0xFF) are refused whatever the type.
-        {kSn.mask, zeros, -11, nullptr},      {kSn.mask, ones, -11, nullptr},    {kUi.mask, mixed, -11, nullptr},
-        {kPlain1.mask, ones, -11, nullptr},   {kPlain2.mask, zeros, -11, nullptr}, {0, ones, -11, nullptr},
-        {0x80, mixed, -11, nullptr},          {kSn.mask, Bytes{0x00}, -11, nullptr},
+        {kSn.mask, zeros, -11, nullptr}, {kSn.mask, ones, -11, nullptr}, {kUi.mask, mixed, -11, nullptr},
+        {kPlain1.mask, ones, -11, nullptr}, {kPlain2.mask, zeros, -11, nullptr}, {0, ones, -11, nullptr},
+        {0x80, mixed, -11, nullptr}, {kSn.mask, Bytes{0x00}, -11, nullptr},
         // No field bit, or a prefix of what is stored: no change.
-        {0, text("good"), 0, nullptr},        {0xFFFFFF00u, text("good"), 0, nullptr},
-        {kSn.mask, text("Sn-"), 0, nullptr},
+        {0, text("good"), 0, nullptr}, {0xFFFFFF00u, text("good"), 0, nullptr}, {kSn.mask, text("Sn-"), 0, nullptr},
         // Two field bits: Did of Speech|Did, Sn of Sn|Speech, Adas of Adas|Ui,
         // Plain2 of Plain2|Ui; a shorter value overwrites the field's start.
-        {6, w2, 0, &kDid}, {3, w2, 0, &kSn},  {0x60, w2, 0, &kAdas},           {0x30, w2, 0, &kPlain2},
+        {6, w2, 0, &kDid}, {3, w2, 0, &kSn}, {0x60, w2, 0, &kAdas}, {0x30, w2, 0, &kPlain2},
     };
     // clang-format on
     for (const auto &row : rows) {
@@ -442,8 +420,7 @@ TEST_F(Sn, ReadsTakeTheirFieldAndLength) {
         Bytes b = rec;
         b[f->slot + 5] ^= 0x01;
         b[f->slot + 33] = 'm';
-        seal(b);
-        load(b);
+        load(seal(b));
         const std::string stored(reinterpret_cast<const char *>(&b[f->slot]), 32);
         int r = 0;
         EXPECT_EQ(logged([&] { EXPECT_EQ(get(f->mask, 4, &r), Bytes(4, 0xEE)); }),
@@ -465,8 +442,7 @@ TEST_F(Sn, StoreSequence) {
     // The first store on a blank device: everything else zero, slots built
     // by the library; past the record, still erased.
     Bytes want(kSize, 0);
-    put_field(want, kSn, text("SN-0001"));
-    seal(want);
+    seal(put_field(want, kSn, text("SN-0001")));
     EXPECT_EQ(first_copy(), want);
     EXPECT_EQ(flash_->bytes(kFirstDev, kCopyAt + kSize, 16), Bytes(16, 0xFF));
     // Protection lifted once with 4 before both writes, restored with 0 after.
@@ -476,11 +452,9 @@ TEST_F(Sn, StoreSequence) {
     EXPECT_EQ((std::vector{snaps_[1].first, snaps_[1].second}), std::vector(2, want));
     // Reserved slot bytes behind the terminator survive a write of the field.
     want[kSn.slot + 40] = 'r';
-    seal(want);
-    load(want);
+    load(seal(want));
     ASSERT_EQ(update(kSn.mask, text("new")), 0);
-    put_field(want, kSn, text("new"));
-    seal(want);
+    seal(put_field(want, kSn, text("new")));
     EXPECT_EQ(first_copy(), want);
     // The second copy cannot be written: still 0, and the first holds it.
     flash_->remove_device(kSecondDev);
@@ -515,13 +489,11 @@ TEST_F(Sn, ErasesAndTheUiException) {
     // non-empty slot, both are cleared.
     std::fill(&want[kSpeech.offset], &want[kSpeech.slot], 0xFF);
     std::fill(&want[kSpeech.slot], &want[kSpeech.slot + 48], 0x00);
-    seal(want);
-    load(want);
+    load(seal(want));
     EXPECT_EQ(logged([&] { Zev_SnManager_Update(kSpeech.mask, nullptr, 0); }).back(), no_change(2));
     EXPECT_TRUE(snaps_.empty());
     want[kSpeech.slot] = 'x';
-    seal(want);
-    load(want);
+    load(seal(want));
     EXPECT_EQ(Zev_SnManager_Update(kSpeech.mask, nullptr, 0), 0);
     std::fill(&want[kSpeech.offset], &want[kSpeech.slot + 1], 0x00);
     seal(want);
@@ -533,8 +505,7 @@ TEST_F(Sn, ErasesAndTheUiException) {
     EXPECT_EQ(r, -3);
     ASSERT_EQ(update(kPlain1.mask, text("carry")), 0);
     std::fill(&want[kUi.offset], &want[kRecordMd5], 0);  // Ui and its slot
-    put_field(want, kPlain1, text("carry"));
-    seal(want);
+    seal(put_field(want, kPlain1, text("carry")));
     EXPECT_EQ((std::vector{first_copy(), second_copy()}), std::vector(2, want));
 }
 

@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Partition lookup, raw block access and the partition manager on a
-// simulated flash: sizes and paths, the quoted search key, every error code
-// with its line, bounds, and descriptors closed on every way out.
+// simulated flash: results, lines, bounds, and no descriptor left open.
 #include <gtest/gtest.h>
 
-#include <functional>
-
-#include "capture.hpp"
 #include "comm_log.h"
 #include "comm_mtd.h"
 #include "comm_mtdmgr.h"
@@ -17,8 +13,6 @@ using namespace testsupport;
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 class Mtd : public ::testing::Test {
 public:
     void SetUp() override {
@@ -28,9 +22,6 @@ public:
     }
     std::unique_ptr<FlashBed> flash_;
 };
-
-// Every log line of fn, at the level set.
-Lines all_lines(const std::function<void()> &fn) { return summarise(capture_stdout(fn)); }
 
 TEST_F(Mtd, LookupOfSizeAndPath) {
     Zev_Comm_SetPrintLev(5);
@@ -66,13 +57,12 @@ TEST_F(Mtd, LookupOfSizeAndPath) {
         EXPECT_EQ(Zev_Comm_GetMtdPartSize(c.name), c.size) << label;
         capture_stdout([&] { EXPECT_STREQ(Zev_Comm_GetMtdPath(c.name), c.path) << label; });
     }
-    // Found lines are logged at debug.
-    EXPECT_EQ(all_lines([] { Zev_Comm_GetMtdPartSize("BADSIZE"); }),
+    EXPECT_EQ(logged([] { Zev_Comm_GetMtdPartSize("BADSIZE"); }),
               (Lines{"DBG Zev_Comm_GetMtdPartSize :mtd6: zz 00001000 \"BADSIZE\"\n",
                      "DBG Zev_Comm_GetMtdPartSize :part6:size = 0 (0x0)\n"}));
-    EXPECT_EQ(all_lines([] { Zev_Comm_GetMtdPartSize("LONGINDEX"); }).back(),
+    EXPECT_EQ(logged([] { Zev_Comm_GetMtdPartSize("LONGINDEX"); }).back(),
               "DBG Zev_Comm_GetMtdPartSize :part2147483647:size = 4096 (0x1000)\n");
-    EXPECT_EQ(all_lines([] { Zev_Comm_GetMtdPath("KERNEL"); }),
+    EXPECT_EQ(logged([] { Zev_Comm_GetMtdPath("KERNEL"); }),
               Lines{"DBG Zev_Comm_GetMtdPath :\"KERNEL\" strPath = /dev/mtdblock5\n"});
     // Both lookups hand out one buffer, which failures leave alone; a name
     // not found, or no list at all, is silent.
@@ -99,12 +89,10 @@ TEST_F(Mtd, RawBlockTransfers) {
     fclose(held);
     // Written by index or path, read back through the other form; length 0
     // moves nothing.
-    const struct {
-        int index;
-        int32_t offset, len;
-        bool by_path;
-    } rows[] = {{2, 0x100, 3, true},  {1, 0x7FF0, 3, false}, {5, 0, 3, true},
-                {5, 0xFFD, 3, false}, {2, 0x10, 0, true},    {2, 0x10, 0, false}};
+    // clang-format off
+    const struct { int index; int32_t offset, len; bool by_path; } rows[] = {{2, 0x100, 3, true},
+        {1, 0x7FF0, 3, false}, {5, 0, 3, true}, {5, 0xFFD, 3, false}, {2, 0x10, 0, true}, {2, 0x10, 0, false}};
+    // clang-format on
     for (const auto &r : rows) {
         const std::string dev = "/dev/mtdblock" + std::to_string(r.index);
         Bytes want = flash_->image(r.index);
@@ -157,15 +145,15 @@ TEST_F(Mtd, RawBlockFailures) {
                                "] " + ret
                 : c.by_path ? "WAR Zev_Comm_MtdBlockWrite_ByPath :[" + dev + "] " + sizes + ret
                             : "WAR Zev_Comm_MtdBlockWrite :[" + dev + "] iRetLen:0," + sizes + ret;
-            int r = 0;
-            const Lines lines = all_lines([&] {
-                r = c.write ? (c.by_path ? Zev_Comm_MtdBlockWrite_ByPath(c.dev, c.offset, buf, c.len)
-                                         : Zev_Comm_MtdBlockWrite(index, c.offset, buf, c.len))
-                            : (c.by_path ? Zev_Comm_MtdBlocRead_ByPath(c.dev, c.offset, buf, c.len)
-                                         : Zev_Comm_MtdBlocRead(index, c.offset, buf, c.len));
-            });
-            EXPECT_EQ(lines, c.write || level == 6 ? Lines{line} : Lines{}) << line << level;
-            EXPECT_EQ(r, c.code) << line;
+            EXPECT_EQ(logged([&] {
+                          return c.write
+                                     ? (c.by_path ? Zev_Comm_MtdBlockWrite_ByPath(c.dev, c.offset, buf, c.len)
+                                                  : Zev_Comm_MtdBlockWrite(index, c.offset, buf, c.len))
+                                     : (c.by_path ? Zev_Comm_MtdBlocRead_ByPath(c.dev, c.offset, buf, c.len)
+                                                  : Zev_Comm_MtdBlocRead(index, c.offset, buf, c.len));
+                      }),
+                      std::pair(c.code, c.write || level == 6 ? Lines{line} : Lines{}))
+                << line << level;
             EXPECT_EQ(flash_->open_on_image(2) + flash_->open_on_image(5), 0) << line;
         }
     }
@@ -177,24 +165,17 @@ std::string err(const char *api, const char *key, int code) {
     return std::string("ERR ") + api + " :[" + key + "] ret = " + std::to_string(code) + "\n";
 }
 
+// Every key reaches its partition and offset (the sync flag has no visible effect).
 TEST_F(Mtd, ManagerMapsEveryKey) {
     Zev_Comm_SetPrintLev(3);
-    const struct {
-        const char *key;
-        int index;
-        const char *part;
-        int size;
-        uint32_t base;
-        int sync;  // has no visible effect
-    } rows[] = {
-        {"MTD_PART_UI", 2, "KEY_CUST", 0x8000, 0x0000, 1},
-        {"MTD_PART_UI_BACKUP", 1, "KEY_CUST1", 0x8000, 0x0000, 0},
+    // clang-format off
+    const struct { const char *key; int index; const char *part; int size; uint32_t base; int sync; } rows[] = {
+        {"MTD_PART_UI", 2, "KEY_CUST", 0x8000, 0x0000, 1}, {"MTD_PART_UI_BACKUP", 1, "KEY_CUST1", 0x8000, 0x0000, 0},
         {"MTD_PART_SETTINGS", 3, "SETTINGS", 0x10000, 0x2000, 7},
         {"MTD_PART_SETTINGS_BACKUP", 2, "KEY_CUST", 0x8000, 0x2000, 1},
-        {"MTD_PART_FACTORY", 2, "KEY_CUST", 0x8000, 0x4000, 1},
-        {"MTD_PART_SN", 2, "KEY_CUST", 0x8000, 0x6000, 1},
-        {"MTD_PART_SN_BACKUP", 1, "KEY_CUST1", 0x8000, 0x6000, 0},
-    };
+        {"MTD_PART_FACTORY", 2, "KEY_CUST", 0x8000, 0x4000, 1}, {"MTD_PART_SN", 2, "KEY_CUST", 0x8000, 0x6000, 1},
+        {"MTD_PART_SN_BACKUP", 1, "KEY_CUST1", 0x8000, 0x6000, 0}};
+    // clang-format on
     const Bytes data = {0x10, 0x20, 0x30, 0x40, 0x50};
     for (const auto &r : rows) {
         const auto inf = [&](const char *api) {
@@ -206,14 +187,12 @@ TEST_F(Mtd, ManagerMapsEveryKey) {
         for (int i : {1, 2, 3}) flash_->fill(i, 0xFF);
         Bytes want = flash_->image(r.index);
         std::copy(data.begin(), data.end(), want.begin() + r.base + 0x10);
-        int n = 0;
-        EXPECT_EQ(all_lines([&] { n = Zev_MtdMgr_Write(r.key, 0x10, data.data(), 5, r.sync); }),
-                  inf("Zev_MtdMgr_Write"));
-        EXPECT_EQ(n, 5) << r.key;
+        EXPECT_EQ(logged([&] { return Zev_MtdMgr_Write(r.key, 0x10, data.data(), 5, r.sync); }),
+                  std::pair(5, inf("Zev_MtdMgr_Write")));
         EXPECT_EQ(flash_->image(r.index), want) << r.key;
         unsigned char back[5] = {};
-        EXPECT_EQ(all_lines([&] { n = Zev_MtdMgr_Read(r.key, 0x10, back, 5); }), inf("Zev_MtdMgr_Read"));
-        EXPECT_EQ(n, 5) << r.key;
+        EXPECT_EQ(logged([&] { return Zev_MtdMgr_Read(r.key, 0x10, back, 5); }),
+                  std::pair(5, inf("Zev_MtdMgr_Read")));
         EXPECT_EQ(Bytes(back, back + 5), data) << r.key;
         EXPECT_EQ(flash_->open_on_image(r.index), 0) << r.key;
     }
@@ -230,13 +209,10 @@ TEST_F(Mtd, ManagerKeyFailuresComeBeforeAnyDevice) {
     // clang-format on
     char buf[4] = {};
     for (const auto &c : cases) {
-        int r = 0;
-        EXPECT_EQ(all_lines([&] { r = Zev_MtdMgr_Read(c.key, 0, buf, 4); }),
-                  Lines{err("Zev_MtdMgr_Read", c.shown, c.code)});
-        EXPECT_EQ(r, c.code) << c.shown;
-        EXPECT_EQ(all_lines([&] { r = Zev_MtdMgr_Write(c.key, 0, buf, 4, 1); }),
-                  Lines{err("Zev_MtdMgr_Write", c.shown, c.code)});
-        EXPECT_EQ(r, c.code) << c.shown;
+        EXPECT_EQ(logged([&] { return Zev_MtdMgr_Read(c.key, 0, buf, 4); }),
+                  std::pair(c.code, Lines{err("Zev_MtdMgr_Read", c.shown, c.code)}));
+        EXPECT_EQ(logged([&] { return Zev_MtdMgr_Write(c.key, 0, buf, 4, 1); }),
+                  std::pair(c.code, Lines{err("Zev_MtdMgr_Write", c.shown, c.code)}));
     }
 }
 
@@ -245,22 +221,16 @@ TEST_F(Mtd, ManagerBoundIsThePartitionsEnd) {
     std::vector<unsigned char> buf(0x3000, 0xEE);
     // clang-format off
     const struct { const char *key; uint32_t offset, len; int result; } cases[] = {
-        {"MTD_PART_SN", 0x1000, 0x1000, 0x1000},  // ends exactly at 0x8000
-        {"MTD_PART_SN", 0x1000, 0x1001, -33},
-        {"MTD_PART_SN", 0x2000, 0, 0},  // nothing moved, right at the end
-        {"MTD_PART_SN", 0x2001, 0, -33},
-        {"MTD_PART_SN", 0x1FFF, 1, 1},
+        {"MTD_PART_SN", 0x1000, 0x1000, 0x1000},  /* ends exactly at 0x8000 */  {"MTD_PART_SN", 0x1000, 0x1001, -33},
+        {"MTD_PART_SN", 0x2000, 0, 0},  /* nothing moved, right at the end */  {"MTD_PART_SN", 0x2001, 0, -33},
+        {"MTD_PART_SN", 0x1FFF, 1, 1}, {"MTD_PART_SN", 0x10, 0xFFFFFFF0u, -33},
         {"MTD_PART_UI", 0, 0x2001, 0x2001},       // runs on into the next region
         {"MTD_PART_UI", 0, 0x8001, -33},          // refused before the buffer is touched
         {"MTD_PART_SN", 0xFFFFA000u, 0x10, -33},  // would wrap round to 0 in 32 bits
-        {"MTD_PART_SN", 0x10, 0xFFFFFFF0u, -33},
-        {"MTD_PART_SETTINGS", 0xE000, 0, 0},
-        {"MTD_PART_SETTINGS", 0xE000, 1, -33},
-    };
+        {"MTD_PART_SETTINGS", 0xE000, 0, 0}, {"MTD_PART_SETTINGS", 0xE000, 1, -33}};
     // clang-format on
     for (const auto &c : cases) {
-        int r = 0;
-        const Lines lines = all_lines([&] { r = Zev_MtdMgr_Read(c.key, c.offset, buf.data(), c.len); });
+        const auto [r, lines] = logged([&] { return Zev_MtdMgr_Read(c.key, c.offset, buf.data(), c.len); });
         EXPECT_EQ(r, c.result) << c.key << " " << c.offset << " " << c.len;
         ASSERT_EQ(lines.size(), c.result < 0 ? 2u : 1u);
         EXPECT_EQ(lines.back(), c.result < 0 ? err("Zev_MtdMgr_Read", c.key, c.result) : lines.front());
@@ -277,10 +247,10 @@ TEST_F(Mtd, ManagerWithoutPartitionOrDevice) {
     // KEY_CUST1 not findable: the backup copy fails, the first still works.
     flash_->set_mtd_list("mtd2: 00008000 00001000 \"KEY_CUST\"\nmtd" + std::string(60, '0') +
                          "4: 00008000 00001000 \"KEY_CUST1\"\n");
-    EXPECT_EQ(all_lines([&] { EXPECT_EQ(Zev_MtdMgr_Read("MTD_PART_SN_BACKUP", 0, buf, 4), -34); }).back(),
+    EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_MtdMgr_Read("MTD_PART_SN_BACKUP", 0, buf, 4), -34); }).back(),
               err("Zev_MtdMgr_Read", "MTD_PART_SN_BACKUP", -34));
     flash_->set_mtd_list("mtd2: 00008000 00001000 \"KEY_CUST\"\n");
-    EXPECT_EQ(all_lines([&] { EXPECT_EQ(Zev_MtdMgr_Read("MTD_PART_SN_BACKUP", 0, buf, 4), -32); }),
+    EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_MtdMgr_Read("MTD_PART_SN_BACKUP", 0, buf, 4), -32); }),
               Lines{err("Zev_MtdMgr_Read", "MTD_PART_SN_BACKUP", -32)});
     EXPECT_EQ(Zev_MtdMgr_Read("MTD_PART_SN", 0, buf, 4), 4);
     // /proc/mtd claims more than the device holds: the bound passes, the
@@ -288,13 +258,13 @@ TEST_F(Mtd, ManagerWithoutPartitionOrDevice) {
     flash_->set_mtd_list("mtd2: 00010000 00001000 \"KEY_CUST\"\n");
     flash_->put(2, 0x7FFE, Bytes{0xAA, 0xBB});
     unsigned char got[4] = {0, 0, 0, 0};
-    EXPECT_EQ(all_lines([&] { EXPECT_EQ(Zev_MtdMgr_Read("MTD_PART_SN", 0x1FFE, got, 4), -6); }).back(),
+    EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_MtdMgr_Read("MTD_PART_SN", 0x1FFE, got, 4), -6); }).back(),
               err("Zev_MtdMgr_Read", "MTD_PART_SN", -6));
     EXPECT_EQ(Bytes(got, got + 4), (Bytes{0xAA, 0xBB, 0, 0}));
     EXPECT_EQ(flash_->open_on_image(2), 0);
     // Listed, but its device node is gone.
     flash_->remove_device(2);
-    EXPECT_EQ(all_lines([&] { EXPECT_EQ(Zev_MtdMgr_Write("MTD_PART_SN", 0, buf, 4, 1), -4); }).back(),
+    EXPECT_EQ(logged([&] { EXPECT_EQ(Zev_MtdMgr_Write("MTD_PART_SN", 0, buf, 4, 1), -4); }).back(),
               err("Zev_MtdMgr_Write", "MTD_PART_SN", -4));
 }
 

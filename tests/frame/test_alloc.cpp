@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <string>
 #include <tuple>
@@ -98,43 +97,27 @@ TEST(Alloc, CallsOnceWarm) {
     void *ring = RingBuffer_create("alloc", 8192);
     void *queue = Zev_Queue_Create(32, 8);
     hiSYSTEM_TM_S tm{};
+    const Heap N = Heap::None, B = Heap::Balanced;
+    // clang-format off
     const std::tuple<const char *, std::function<void()>, Heap> cases[] = {
-        {"printed log line", [] { ZEV_COMM_ERR("%s %d\n", "x", 1); }, Heap::None},
-        {"silenced log line", [] { ZEV_COMM_VVV("%s %d\n", "x", 1); }, Heap::None},
-        {"ZevSysRtcTime", [] { (void)ZevSysRtcTime(); }, Heap::None},
-        {"ZevSysFormatRtcTime", [&] { (void)ZevSysFormatRtcTime(buf); }, Heap::None},
-        {"boot clocks", [] { (void)(Zev_Comm_GetBootMs() + Zev_Comm_GetBoot100Ms() + Zev_GetSysBootSec()); },
-         Heap::None},
-        {"dir_md5_digest", [&] { dir_md5_digest(digest, big.data(), static_cast<uint32_t>(big.size())); },
-         Heap::None},
-        {"dir_md5_string", [&] { dir_md5_string(buf, big.data(), 100); }, Heap::None},
-        {"MD5 streaming",
-         [&] { MD5Init(&ctx), MD5Update(&ctx, big.data(), 1000), MD5FinalString(buf, &ctx); }, Heap::None},
-        {"Zev_Comm_CheckCrc8", [&] { (void)Zev_Comm_CheckCrc8(big.data(), 4096, 0); }, Heap::None},
-        {"Zev_Mp3Decode",
-         [&] { (void)Zev_Mp3Decode(mp3.c_str(), pcm.data(), static_cast<int32_t>(pcm.size())); }, Heap::None},
-        {"ring transfers",
-         [&] {
-             (void)(RingBuffer_StrIn(ring, big.data(), 4096) + RingBuffer_StrOut(ring, pcm.data(), 4096) +
-                    RingBuffer_In(ring, 1) + RingBuffer_Out(ring, pcm.data()));
-         },
-         Heap::None},
-        {"queue transfers",
-         [&] { (void)(Zev_Queue_Push(queue, big.data()) + Zev_Queue_Pop(queue, pcm.data())); }, Heap::None},
-        {"Zev_Comm_GetLocalTime", [&] { (void)Zev_Comm_GetLocalTime(&tm); }, Heap::Balanced},
-        {"file chores",
-         [&] {
-             (void)(Zev_Comm_WriteFile(text.c_str(), "key=value\n", 10) +
-                    Zev_Comm_ReadFile(text.c_str(), buf, sizeof buf) + Zev_Comm_GetFileSize(text.c_str()));
-         },
-         Heap::Balanced},
-        {"Zev_Comm_Cmd", [&] { (void)Zev_Comm_Cmd("echo hi", buf, sizeof buf); }, Heap::Balanced},
-        {"ring and queue lives",
-         [] {
-             RingBuffer_destroy(RingBuffer_create("life", 64)), Zev_Queue_Destroy(Zev_Queue_Create(16, 4));
-         },
-         Heap::Balanced},
-    };
+        {"printed log line", [] { ZEV_COMM_ERR("%s %d\n", "x", 1); }, N},
+        {"silenced log line", [] { ZEV_COMM_VVV("%s %d\n", "x", 1); }, N},
+        {"ZevSysRtcTime", [] { (void)ZevSysRtcTime(); }, N}, {"ZevSysFormatRtcTime", [&] { (void)ZevSysFormatRtcTime(buf); }, N},
+        {"boot clocks", [] { (void)(Zev_Comm_GetBootMs() + Zev_Comm_GetBoot100Ms() + Zev_GetSysBootSec()); }, N},
+        {"dir_md5_digest", [&] { dir_md5_digest(digest, big.data(), static_cast<uint32_t>(big.size())); }, N},
+        {"dir_md5_string", [&] { dir_md5_string(buf, big.data(), 100); }, N},
+        {"MD5 streaming", [&] { MD5Init(&ctx), MD5Update(&ctx, big.data(), 1000), MD5FinalString(buf, &ctx); }, N},
+        {"Zev_Comm_CheckCrc8", [&] { (void)Zev_Comm_CheckCrc8(big.data(), 4096, 0); }, N},
+        {"Zev_Mp3Decode", [&] { (void)Zev_Mp3Decode(mp3.c_str(), pcm.data(), static_cast<int32_t>(pcm.size())); }, N},
+        {"ring transfers", [&] { (void)(RingBuffer_StrIn(ring, big.data(), 4096) + RingBuffer_StrOut(ring, pcm.data(), 4096) +
+                                        RingBuffer_In(ring, 1) + RingBuffer_Out(ring, pcm.data())); }, N},
+        {"queue transfers", [&] { (void)(Zev_Queue_Push(queue, big.data()) + Zev_Queue_Pop(queue, pcm.data())); }, N},
+        {"Zev_Comm_GetLocalTime", [&] { (void)Zev_Comm_GetLocalTime(&tm); }, B},
+        {"file chores", [&] { (void)(Zev_Comm_WriteFile(text.c_str(), "key=value\n", 10) +
+                                     Zev_Comm_ReadFile(text.c_str(), buf, sizeof buf) + Zev_Comm_GetFileSize(text.c_str())); }, B},
+        {"Zev_Comm_Cmd", [&] { (void)Zev_Comm_Cmd("echo hi", buf, sizeof buf); }, B},
+        {"ring and queue lives", [] { RingBuffer_destroy(RingBuffer_create("life", 64)), Zev_Queue_Destroy(Zev_Queue_Create(16, 4)); }, B}};
+    // clang-format on
     std::vector<std::string> found;
     (void)testsupport::capture_stdout([&] {
         for (const auto &[name, call, heap] : cases) {

@@ -22,10 +22,8 @@ std::string ascii_dump(const std::string &data) {
 std::string hex_of(const std::string &data, size_t from, size_t to) {
     std::string s;
     char b[8];
-    for (size_t i = from; i < to; ++i) {
-        snprintf(b, sizeof b, " %02x", static_cast<unsigned char>(data[i]));
-        s += b;
-    }
+    for (size_t i = from; i < to; ++i)
+        s += (snprintf(b, sizeof b, " %02x", static_cast<unsigned char>(data[i])), b);
     return s;
 }
 
@@ -36,17 +34,14 @@ std::string sequence(size_t n) {
 }
 
 TEST(Dump, HexExRows) {
-    const struct {
-        size_t len;
-        std::string want;
-    } cases[] = {
+    const std::pair<size_t, std::string> cases[] = {
         {1, "T:\n 41\r\n"},
         {15, "T:\n" + hex_of(sequence(15), 0, 15) + "\r\n"},
         {16, "T:\n" + hex_of(sequence(16), 0, 16) + "\n\r\n"},
         {17, "T:\n" + hex_of(sequence(17), 0, 16) + "\n" + hex_of(sequence(17), 16, 17) + "\r\n"},
         {32, "T:\n" + hex_of(sequence(32), 0, 16) + "\n" + hex_of(sequence(32), 16, 32) + "\n\r\n"},
     };
-    for (const auto &c : cases) EXPECT_EQ(hex_dump(sequence(c.len)), c.want) << c.len;
+    for (const auto &[len, want] : cases) EXPECT_EQ(hex_dump(sequence(len)), want) << len;
 }
 
 TEST(Dump, HexExZeroLengthStillPrintsTheFirstByte) {
@@ -56,10 +51,7 @@ TEST(Dump, HexExZeroLengthStillPrintsTheFirstByte) {
 
 TEST(Dump, AsciiRows) {
     const std::string pad15(45, ' ');
-    const struct {
-        std::string data;
-        std::string want;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"A", "T:\n 41" + pad15 + "    |    A\n\r\n"},
         {sequence(16), "T:\n" + hex_of(sequence(16), 0, 16) + "    |    " + sequence(16) + "\n\r\n"},
         {sequence(18), "T:\n" + hex_of(sequence(18), 0, 16) + "    |    " + sequence(16) + "\n" +
@@ -68,7 +60,7 @@ TEST(Dump, AsciiRows) {
         {std::string("\0BC", 3), "T:\n 00 42 43" + std::string(39, ' ') + "    |    \n\r\n"},
         {std::string("AB\0D", 4), "T:\n 41 42 00 44" + std::string(36, ' ') + "    |    AB\n\r\n"},
     };
-    for (const auto &c : cases) EXPECT_EQ(ascii_dump(c.data), c.want) << c.data.size();
+    for (const auto &[data, want] : cases) EXPECT_EQ(ascii_dump(data), want) << data.size();
 }
 
 TEST(Dump, DumpsIgnoreThePrintLevel) {

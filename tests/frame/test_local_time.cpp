@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The time texts follow the system's zone while the local time is kept per
-// second: TZ changes, second boundaries, a replaced zone file, and the C
-// library's static struct tm left alone.
+// second, and leave the C library's static struct tm alone.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -40,12 +39,7 @@ std::string want_line(const std::string &rtc) {
     return "\x1b[0;33m[" + rtc + " 000123.4][DBG]\x1b[m operator() " + std::to_string(g_line) + " :k=1\n";
 }
 
-void set_tz(const char *tz) {
-    if (tz == nullptr)
-        unsetenv("TZ");
-    else
-        setenv("TZ", tz, 1);
-}
+void set_tz(const char *tz) { tz == nullptr ? unsetenv("TZ") : setenv("TZ", tz, 1); }
 
 // The test program runs with TZ=UTC0; each test puts it back.
 class LocalTime : public ::testing::Test {
@@ -68,23 +62,14 @@ TEST_F(LocalTime, TzChangeShowsInTheNextTextOfTheSameSecond) {
     while (path_tz.size() < 140) path_tz += "/.";
     path_tz += "/Asia/Tokyo";  // longer than the copy the library keeps of TZ
     const bool have_zoneinfo = access("/usr/share/zoneinfo/Asia/Tokyo", R_OK) == 0;
-    const struct {
-        const char *tz;
-        bool call_tzset;
-        const char *rtc;
-        const char *format;
-    } steps[] = {
-        {"UTC0", false, "250920 14:03:59", "20250920-140359"},
-        {"JST-9", false, "250920 23:03:59", "20250920-230359"},
-        {"EST5", true, "250920 09:03:59", "20250920-090359"},
-        {"<+0545>-5:45", false, "250920 19:48:59", "20250920-194859"},
-        {"", false, "250920 14:03:59", "20250920-140359"},  // empty: UTC
-        {"JST-9", true, "250920 23:03:59", "20250920-230359"},
-        {"UTC0", false, "250920 14:03:59", "20250920-140359"},
-        {path_tz.c_str(), false, "250920 23:03:59", "20250920-230359"},
-        {"UTC0", false, "250920 14:03:59", "20250920-140359"},
-        {path_tz.c_str(), false, "250920 23:03:59", "20250920-230359"},
-    };
+    // clang-format off
+    const struct { const char *tz; bool call_tzset; const char *rtc; const char *format; } steps[] = {
+        {"UTC0", false, "250920 14:03:59", "20250920-140359"}, {"JST-9", false, "250920 23:03:59", "20250920-230359"},
+        {"EST5", true, "250920 09:03:59", "20250920-090359"}, {"<+0545>-5:45", false, "250920 19:48:59", "20250920-194859"},
+        {"", false, "250920 14:03:59", "20250920-140359"},  /* empty: UTC */  {"JST-9", true, "250920 23:03:59", "20250920-230359"},
+        {"UTC0", false, "250920 14:03:59", "20250920-140359"}, {path_tz.c_str(), false, "250920 23:03:59", "20250920-230359"},
+        {"UTC0", false, "250920 14:03:59", "20250920-140359"}, {path_tz.c_str(), false, "250920 23:03:59", "20250920-230359"}};
+    // clang-format on
     for (const auto &s : steps) {
         if (s.tz == path_tz.c_str() && !have_zoneinfo) continue;
         set_tz(s.tz);
@@ -98,19 +83,14 @@ TEST_F(LocalTime, TzChangeShowsInTheNextTextOfTheSameSecond) {
 }
 
 TEST_F(LocalTime, SecondBoundariesAndClockSteps) {
-    const struct {
-        int64_t wall;
-        const char *rtc;
-        const char *format;
-    } steps[] = {
-        {1767225598, "251231 23:59:58", "20251231-235958"},
-        {1767225599, "251231 23:59:59", "20251231-235959"},
+    // clang-format off
+    const struct { int64_t wall; const char *rtc; const char *format; } steps[] = {
+        {1767225598, "251231 23:59:58", "20251231-235958"}, {1767225599, "251231 23:59:59", "20251231-235959"},
         {1767225600, "260101 00:00:00", "20260101-000000"},  // year rolls over
         {1767225599, "251231 23:59:59", "20251231-235959"},  // clock set back a second
         {kSep20, "250920 14:03:59", "20250920-140359"},      // and months back
-        {kSep20 + 1, "250920 14:04:00", "20250920-140400"},
-        {kSep20 + 86400, "250921 14:03:59", "20250921-140359"},
-    };
+        {kSep20 + 1, "250920 14:04:00", "20250920-140400"}, {kSep20 + 86400, "250921 14:03:59", "20250921-140359"}};
+    // clang-format on
     for (const auto &s : steps) {
         fc::set_wall(s.wall);
         EXPECT_EQ(format_text(), s.format) << s.wall;
@@ -131,9 +111,7 @@ TEST_F(LocalTime, StaticTmOfTheApplicationIsLeftAlone) {
     const struct tm before = *held;
     for (int64_t wall : {kSep20, kSep20 + 3600}) {
         fc::set_wall(wall);
-        (void)ZevSysRtcTime();
-        (void)format_text();
-        (void)logged_line();
+        (void)ZevSysRtcTime(), (void)format_text(), (void)logged_line();
     }
     EXPECT_EQ(held->tm_year, before.tm_year);
     EXPECT_EQ(held->tm_hour, before.tm_hour);

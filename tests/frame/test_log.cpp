@@ -2,6 +2,7 @@
 // The log line, the print level with its lock, and the check macros.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -11,8 +12,7 @@
 #include "fake_clock.hpp"
 #include "log_lines.hpp"
 
-using testsupport::capture_stdout;
-using testsupport::parse_log;
+using namespace testsupport;
 
 namespace {
 
@@ -27,8 +27,8 @@ protected:
     }
 };
 
-const std::string kTags[] = {"ERR", "WAR", "INF", "DBG",
-                             "DDD", "VER", "VVV"};  // printed from level 1, 2, ...
+// Printed from level 1, 2, ...
+const std::string kTags[] = {"ERR", "WAR", "INF", "DBG", "DDD", "VER", "VVV"};
 
 std::string emit_all() {
     return capture_stdout([] {
@@ -51,10 +51,9 @@ TEST_F(Frame, EachLevelPrintsTheTagsAtOrBelowIt) {
         Zev_Comm_SetPrintLev(level);
         const int effective = level > 6 ? 7 : level;
         EXPECT_EQ(Zev_Comm_GetPrintLev(), effective) << "level " << level;
-        const testsupport::ParsedLog log = parse_log(emit_all());
+        const ParsedLog log = parse_log(emit_all());
         EXPECT_EQ(log.stray, "") << "level " << level;
-        std::vector<std::string> want;
-        for (int i = 0; i < effective; ++i) want.push_back(kTags[i]);
+        const std::vector<std::string> want(kTags, kTags + std::max(effective, 0));
         std::vector<std::string> got;
         for (const auto &l : log.lines) got.push_back(l.tag);
         EXPECT_EQ(got, want) << "level " << level;
@@ -70,10 +69,10 @@ TEST_F(Frame, LineIsTheFixedFormatToTheByte) {
     for (size_t i = 0; i < 7; ++i) {
         const auto &l = log.lines[i];
         EXPECT_EQ(l.tag, kTags[i]);
-        EXPECT_EQ(l.open, testsupport::open_sequence(l.tag)) << l.tag;
+        EXPECT_EQ(l.open, open_sequence(l.tag)) << l.tag;
         EXPECT_EQ(l.func, "operator()");  // the lambda that logged
         EXPECT_EQ(l.msg, msgs[i]);
-        EXPECT_TRUE(testsupport::is_time_text(l.time)) << l.time;
+        EXPECT_TRUE(is_time_text(l.time)) << l.time;
     }
     // The colour sequences are distinct where the tags differ in colour.
     EXPECT_NE(out.find("\x1b[0;32;31m["), std::string::npos);
@@ -87,9 +86,9 @@ void logs_at_known_line(int &line) {
 }
 
 TEST_F(Frame, TimeFieldsComeFromTheClocks) {
-    testsupport::fake_clock::Scope fake;
-    testsupport::fake_clock::set_wall(1758377039);  // 2025-09-20 14:03:59 UTC
-    testsupport::fake_clock::set_monotonic(123, 456000000);
+    fake_clock::Scope fake;
+    fake_clock::set_wall(1758377039);  // 2025-09-20 14:03:59 UTC
+    fake_clock::set_monotonic(123, 456000000);
     int line = 0;
     const std::string out = capture_stdout([&] { logs_at_known_line(line); });
     const std::string want = "\x1b[0;33m[250920 14:03:59 000123.4][DBG]\x1b[m logs_at_known_line " +
@@ -98,8 +97,8 @@ TEST_F(Frame, TimeFieldsComeFromTheClocks) {
 }
 
 TEST_F(Frame, YearTextEdges) {
-    testsupport::fake_clock::Scope fake;
-    testsupport::fake_clock::set_monotonic(0, 0);
+    fake_clock::Scope fake;
+    fake_clock::set_monotonic(0, 0);
     // Before 2000 the year field is negative, before 2010 one digit behind a blank; 1970, the turns of
     // 1999/2000 and 2009/2010, the last second of a 32-bit time_t.
     // clang-format off
@@ -108,13 +107,13 @@ TEST_F(Frame, YearTextEdges) {
         {1262303999, " 91231 23:59:59"}, {1262304000, "100101 00:00:00"}, {2147483647, "380119 03:14:07"}};
     // clang-format on
     for (const auto &[wall, text] : cases) {
-        testsupport::fake_clock::set_wall(wall);
+        fake_clock::set_wall(wall);
         EXPECT_STREQ(ZevSysRtcTime(), text) << wall;
     }
 }
 
 TEST_F(Frame, RunningTimeWrapsWithTheMillisecondCount) {
-    testsupport::fake_clock::Scope fake;
+    fake_clock::Scope fake;
     // The last value before the wrap, 2^32 ms, and the second wrap.
     // clang-format off
     const std::tuple<int64_t, long, uint32_t, const char *> cases[] = {
@@ -122,7 +121,7 @@ TEST_F(Frame, RunningTimeWrapsWithTheMillisecondCount) {
         {4294967, 296000000, 0, "000000.0"}, {4294968, 0, 7, "000000.7"}, {8589934, 592000000, 0, "000000.0"}};
     // clang-format on
     for (const auto &[sec, nsec, tenths, text] : cases) {
-        testsupport::fake_clock::set_monotonic(sec, nsec);
+        fake_clock::set_monotonic(sec, nsec);
         EXPECT_EQ(ZevSysRnuningTime(), tenths) << sec;
         const auto log = parse_log(capture_stdout([] { ZEV_COMM_ERR("x\n"); }));
         ASSERT_EQ(log.lines.size(), 1u);
@@ -190,20 +189,17 @@ TEST_F(Frame, CheckMacrosReturnAndLogTheSourceText) {
     const Date ok{12, 2025}, low_month{0, 2025}, neg_month{-1, 2025}, high_month{13, 2025}, old{1, 1970};
     const std::string range =
         "ERR check_date :expr[ZEV_COMM_CHECK_RANGE(pstDateTime->s32mon, 1, 12)] false\n";
-    const std::tuple<const Date *, int, std::string> cases[] = {
-        {&ok, 0, ""},
+    // clang-format off
+    const std::tuple<const Date *, int, std::string> cases[] = {{&ok, 0, ""},
         {nullptr, -1, "ERR check_date :pointer[pstDateTime] is NULL\n"},
         {&old, -2, "ERR check_date :expr[1970 < pstDateTime->s32year] false\n"},
-        {&low_month, -2, range},
-        {&neg_month, -2, range},
-        {&high_month, -2, range}};
+        {&low_month, -2, range}, {&neg_month, -2, range}, {&high_month, -2, range}};
+    // clang-format on
     for (int level : {5, 0}) {
         Zev_Comm_SetPrintLev(level);
         for (const auto &[date, result, line] : cases) {
-            int r = 99;
-            const auto lines = testsupport::summarise(capture_stdout([&, d = date] { r = check_date(d); }));
-            EXPECT_EQ(r, result);
-            EXPECT_EQ(lines, line.empty() || level == 0 ? std::vector<std::string>{} : std::vector{line});
+            EXPECT_EQ(logged([d = date] { return check_date(d); }),
+                      std::pair(result, line.empty() || level == 0 ? Lines{} : Lines{line}));
         }
     }
     int x = 0;

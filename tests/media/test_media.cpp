@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Media services on files made in the test: MP3 decoding of hand-built
-// silent frames and of a tone encoded with lame, MP4 header blocks built byte
-// by byte, the capture name slots with a waiting thread.
+// MP3 decoding, MP4 header blocks and the capture name slots.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -24,9 +22,7 @@
 #include "minimp3.h"
 #include "tempdir.hpp"
 
-using testsupport::Lines;
-using testsupport::logged;
-using testsupport::silent_frames;
+using namespace testsupport;
 
 // usleep as the library calls it: counted, and in the fake mode it returns at
 // once, after naming slot 0 "new" when the call's number is g_name_at.
@@ -53,7 +49,7 @@ class Mp3 : public ::testing::Test {
 protected:
     void SetUp() override { Zev_Comm_SetPrintLev(5); }
     std::string file(const std::string &content) const {
-        EXPECT_TRUE(testsupport::write_file(dir_ / "in.mp3", content));
+        EXPECT_TRUE(write_file(dir_ / "in.mp3", content));
         return dir_ / "in.mp3";
     }
     // Decodes into `capacity` bytes and a guard that must stay untouched.
@@ -65,23 +61,21 @@ protected:
             << "written behind the result";
         return got;
     }
-    testsupport::TempDir dir_;
+    TempDir dir_;
     std::vector<unsigned char> out_;
 };
 
 TEST_F(Mp3, FailuresGiveZero) {
     const std::string empty = dir_ / "empty.mp3", folder = dir_ / "folder",
                       good = file(silent_frames(10, false));
-    ASSERT_TRUE(testsupport::write_file(empty, "") && mkdir(folder.c_str(), 0700) == 0);
+    ASSERT_TRUE(write_file(empty, "") && mkdir(folder.c_str(), 0700) == 0);
     const Lines warn = {"WAR Zev_Mp3Decode :mp3decoder_init error!\n"};
     char buf[16];
+    // clang-format off
     const std::tuple<const char *, void *, int32_t, Lines> cases[] = {{"/nonexistent/x.mp3", buf, 16, warn},
-                                                                      {empty.c_str(), buf, 16, warn},
-                                                                      {folder.c_str(), buf, 16, warn},
-                                                                      {nullptr, buf, 16, {}},
-                                                                      {good.c_str(), nullptr, 16, {}},
-                                                                      {good.c_str(), buf, 0, {}},
-                                                                      {good.c_str(), buf, -1, {}}};
+        {empty.c_str(), buf, 16, warn}, {folder.c_str(), buf, 16, warn}, {nullptr, buf, 16, {}},
+        {good.c_str(), nullptr, 16, {}}, {good.c_str(), buf, 0, {}}, {good.c_str(), buf, -1, {}}};
+    // clang-format on
     for (const auto &[path, out, capacity, lines] : cases)
         EXPECT_EQ(logged([&, p = path, o = out, c = capacity] { return Zev_Mp3Decode(p, o, c); }),
                   std::make_pair(0, lines))
@@ -96,23 +90,19 @@ TEST_F(Mp3, ExactByteCountsCutsAndGarbage) {
     // The decoder trusts a frame only when the next header follows it (or the
     // file ends): the frame in front of foreign bytes goes with them. Within a
     // call it skips foreign bytes up to the next run of frames.
+    // clang-format off
     const std::tuple<std::string, int32_t, int32_t, std::string> cases[] = {
-        {silent_frames(1, false), big, kMono, mono},
+        {silent_frames(1, false), big, kMono, mono}, {silent_frames(300, false), big, 300 * kMono, mono},
         {silent_frames(10, true), big, 20 * kMono, "DBG Zev_Mp3Decode :samprate:48000, channels:2\n"},
-        {silent_frames(300, false), big, 300 * kMono, mono},
-        {ten, kMono - 1, kMono - 1, mono},
-        {ten, kMono + 1, kMono + 1, mono},
-        {ten, 10 * kMono, 10 * kMono, mono},
-        {ten, 10 * kMono + 1, 10 * kMono, mono},
+        {ten, kMono - 1, kMono - 1, mono}, {ten, kMono + 1, kMono + 1, mono},
+        {ten, 10 * kMono, 10 * kMono, mono}, {ten, 10 * kMono + 1, 10 * kMono, mono},
         {twelve + "TAG trailing bytes, not a frame", big, 11 * kMono, mono},
         {twelve + std::string(1000, '\0'), big, 11 * kMono, mono},
         {twelve + std::string(500, 'x') + twelve, big, 23 * kMono, mono},
         {twelve.substr(0, 12 * 384 - 100), big, 11 * kMono, mono},  // the last frame cut
-        {std::string(100, 'x') + twelve, big, 12 * kMono, mono},
-        {std::string(5000, '\0'), big, 0, none},
-        {"\xFF\xFB", big, 0, none},
-        {std::string("\xFF\xFB\x94\xC0", 4), big, 0, none}  // a lone header
-    };
+        {std::string(100, 'x') + twelve, big, 12 * kMono, mono}, {std::string(5000, '\0'), big, 0, none},
+        {"\xFF\xFB", big, 0, none}, {std::string("\xFF\xFB\x94\xC0", 4), big, 0, none}};  // a lone header
+    // clang-format on
     for (const auto &[content, capacity, bytes, line] : cases) {
         EXPECT_EQ(decode(file(content), capacity), std::make_pair(bytes, Lines{line}))
             << content.size() << "/" << capacity;
@@ -134,13 +124,12 @@ TEST_F(Mp3, NothingBehindTheResultAcrossLayersAndRates) {
     };
     const std::string l2_cut = frames("\xFF\xFD\x74\xC0", 336, '\xFF', 3),  // 112 kbit/s, 48 kHz
         l3_32k = frames("\xFF\xFB\x98\xC0", 576, '\0', 12);                 // 128 kbit/s, 32 kHz
+    // clang-format off
     const std::pair<std::string, int32_t> streams[] = {
-        {silent_frames(12, false) + l2_cut, 11 * kMono},
-        {silent_frames(12, true) + l2_cut, 22 * kMono},
+        {silent_frames(12, false) + l2_cut, 11 * kMono}, {silent_frames(12, true) + l2_cut, 22 * kMono},
         {silent_frames(12, false) + l3_32k + l2_cut, 22 * kMono},  // a frame lost at each change
-        {l3_32k + silent_frames(12, true) + l2_cut, 11 * kMono + 22 * kMono},
-        {l2_cut, 0},
-    };
+        {l3_32k + silent_frames(12, true) + l2_cut, 11 * kMono + 22 * kMono}, {l2_cut, 0}};
+    // clang-format on
     constexpr int32_t kCapacity = 1 << 17;
     std::vector<unsigned char> buf(kCapacity + 1);
     Zev_Comm_SetPrintLev(0);
@@ -191,19 +180,17 @@ TEST_F(Mp3, SmallThreadStacksAreRefusedNotOverrun) {
 #endif
     const std::string content = silent_frames(10, false), path = file(content);
     const int32_t whole = 10 * kMono;
-    const struct {
-        int32_t stack;
-        bool frame;
-        bool decodes;
-    } cases[] = {{16384, false, false},  {32768, false, false}, {65536, false, true},
-                 {1 << 20, false, true}, {16384, true, false},  {65536, true, true}};
+    // clang-format off
+    const struct { int32_t stack; bool frame, decodes; } cases[] = {{16384, false, false}, {32768, false, false},
+        {65536, false, true}, {1 << 20, false, true}, {16384, true, false}, {65536, true, true}};
+    // clang-format on
     for (const auto &c : cases) {
         const std::string func = c.frame ? "mp3dec_decode_frame" : "Zev_Mp3Decode";
         out_.assign(static_cast<size_t>(whole), kUntouched);
         auto job = std::make_unique<DecodeJob>(
             DecodeJob{c.frame, &content, path.c_str(), out_.data(), whole, -1, {}, {}});
         job->info.frame_bytes = -1;
-        const Lines lines = testsupport::summarise(testsupport::capture_stdout([&] {
+        const Lines lines = summarise(capture_stdout([&] {
             pthread_t t;
             ASSERT_EQ(Zev_Comm_CreateThreadEx(&t, decode_job, c.stack, job.get()), 0);
             pthread_join(t, nullptr);
@@ -238,14 +225,13 @@ TEST_F(Mp3, ALameToneComesBackClosely) {
         tone.append(reinterpret_cast<const char *>(&v), 2);
     }
     const std::string raw = dir_ / "tone.raw", mp3 = dir_ / "tone.mp3";
-    ASSERT_TRUE(testsupport::write_file(raw, tone));
-    const std::string cmd = std::string(COMM_LAME) +
-                            " --quiet -r -s 44.1 --bitwidth 16 --signed --little-endian -m m -b 128 -t " +
-                            raw + " " + mp3;
+    ASSERT_TRUE(write_file(raw, tone));
+    const std::string cmd = std::string(COMM_LAME) + " --quiet -r -s 44.1 --bitwidth 16 --signed " +
+                            "--little-endian -m m -b 128 -t " + raw + " " + mp3;
     ASSERT_EQ(std::system(cmd.c_str()), 0) << cmd;
     // Count the frames header to header: 128 kbit/s mono at 44.1 kHz, 417
     // bytes and one of padding when its bit is set.
-    const std::string data = testsupport::read_file(mp3);
+    const std::string data = read_file(mp3);
     size_t frames = 0;
     for (size_t at = 0; at + 4 <= data.size() && data.compare(at, 2, "\xFF\xFB") == 0 &&
                         (data[at + 2] & 0xFD) == 0x90 && (data[at + 3] & 0xC0) == 0xC0;
@@ -290,24 +276,23 @@ std::string mp4(const std::string &type, uint32_t duration, uint32_t fps0, uint3
 
 TEST(Mp4Probe, HeaderBlocks) {
     Zev_Comm_SetPrintLev(7);
-    testsupport::TempDir dir;
+    TempDir dir;
     const std::string block = mp4("mvhd", 7, 8, 9, 0);
     const uint32_t u = kUnset, n = kNone;
     // Name, content, mode (0: not written), result, the three words.
     const std::tuple<std::string, std::string, mode_t, int32_t, uint32_t, uint32_t, uint32_t> cases[] = {
+        // clang-format off
         {"a", mp4("mvhd", 60000, 30, 30000), 0600, 0, 60000, 30, 30000},
         {"a", mp4("mvhd", 0x01020304, 0xFFFFFFFE, 0x80000000), 0600, 0, 0x01020304, 0xFFFFFFFE, 0x80000000},
-        {"a", block, 0600, 0, 7, 8, 9},  // exactly 4148 bytes
-        {"a", block.substr(0, 4147), 0600, -6, u, u, u},
-        {"a", "", 0600, -6, u, u, u},
-        {"a", mp4("trak", 1, 2, 3), 0600, -7, n, n, n},
-        {"a", mp4("MVHD", 1, 2, 3), 0600, -7, n, n, n},
-        {"missing", "", 0, -4, u, u, u},
+        {"a", block, 0600, 0, 7, 8, 9},  /* exactly 4148 bytes */  {"a", block.substr(0, 4147), 0600, -6, u, u, u},
+        {"a", "", 0600, -6, u, u, u}, {"a", mp4("trak", 1, 2, 3), 0600, -7, n, n, n},
+        {"a", mp4("MVHD", 1, 2, 3), 0600, -7, n, n, n}, {"missing", "", 0, -4, u, u, u},
         {"read-only", mp4("mvhd", 1, 2, 3), 0400, -4, u, u, u}};
+    // clang-format on
     for (const auto &[name, content, mode, result, d0, f0, f1] : cases) {
         if (mode == 0400 && geteuid() == 0) continue;  // root opens it anyway
         const std::string path = dir / name;
-        ASSERT_TRUE(mode == 0 || (testsupport::write_file(path, content) && chmod(path.c_str(), mode) == 0));
+        ASSERT_TRUE(mode == 0 || (write_file(path, content) && chmod(path.c_str(), mode) == 0));
         uint32_t w[3] = {kUnset, kUnset, kUnset};
         const std::string ret = "VER Zev_Comm_GetFileDurationMsAndFps :[" + path + "] ret = ";
         const Lines lines =
@@ -341,16 +326,14 @@ TEST_F(CaptureSlots, PollCountsAndLines) {
     // The name before ("-" none), time-out, g_name_at, usleep calls, result, line.
     const std::string kLong = "A" + std::string(299, 'n');
     const std::tuple<std::string, int32_t, int, int, std::string, std::string> cases[] = {
-        {"-", 99, 0, 0, "", timeout},
-        {"old", 99, -1, 0, "old", timeout},  // 99 does not even look
-        {"-", 100, -1, 1, "", timeout},
-        {"-", 250, -1, 2, "", timeout},
-        {kLong, 1000, -1, 1, kLong.substr(0, 71),
-         got + kLong.substr(0, 71) + " (0/10)\n"},          // cut to the slot
+        // clang-format off
+        {"-", 99, 0, 0, "", timeout}, {"old", 99, -1, 0, "old", timeout},  // 99 does not even look
+        {"-", 100, -1, 1, "", timeout}, {"-", 250, -1, 2, "", timeout},
+        {kLong, 1000, -1, 1, kLong.substr(0, 71), got + kLong.substr(0, 71) + " (0/10)\n"},  // cut to the slot
         {"old", 1000, -1, 1, "old", got + "old (0/10)\n"},  // nothing of the longer name behind
-        {"-", 1000, 0, 1, "new", got + "new (0/10)\n"},
-        {"-", 1000, 3, 4, "new", got + "new (3/10)\n"},
+        {"-", 1000, 0, 1, "new", got + "new (0/10)\n"}, {"-", 1000, 3, 4, "new", got + "new (3/10)\n"},
         {"-", 1099, 9, 10, "new", got + "new (9/10)\n"}};
+    // clang-format on
     for (const auto &[before, ms, name_at, sleeps, result, line] : cases) {
         SetCaptureFileName(before == "-" ? nullptr : before.c_str(), 0);
         g_sleeps = 0;

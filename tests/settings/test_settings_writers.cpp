@@ -47,13 +47,10 @@ protected:
 // values are "w:rounds-1".
 int write_rounds(int w, int keys, int rounds) {
     int failed = 0;
-    for (int r = 0; r < rounds; ++r) {
-        for (int k = 0; k < keys; ++k) {
-            const std::string key = std::to_string(w) + "." + std::to_string(k);
-            failed +=
-                Zev_Settings_Set(key.c_str(), (std::to_string(w) + ":" + std::to_string(r)).c_str()) != 0;
-        }
-    }
+    for (int r = 0; r < rounds; ++r)
+        for (int k = 0; k < keys; ++k)
+            failed += Zev_Settings_Set((std::to_string(w) + "." + std::to_string(k)).c_str(),
+                                       (std::to_string(w) + ":" + std::to_string(r)).c_str()) != 0;
     return failed;
 }
 
@@ -78,14 +75,10 @@ TEST_F(Writers, ThreadsAndProcessesLoseNoKey) {
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "a process saw a set fail";
     }
     for (int t = 0; t < kThreads; ++t) EXPECT_EQ(failed[t], 0) << "thread " << t;
-    std::vector<int> writers;
-    for (int t = 0; t < kThreads; ++t) writers.push_back(t);
-    for (int p = 0; p < kProcesses; ++p) writers.push_back(100 + p);
-    for (int w : writers) {
-        for (int k = 0; k < kKeys; ++k)
+    for (int i = 0; i < kThreads + kProcesses; ++i)  // threads 0.., processes 100..
+        for (int k = 0, w = i < kThreads ? i : 100 + i - kThreads; k < kKeys; ++k)
             EXPECT_EQ(get(std::to_string(w) + "." + std::to_string(k)),
                       std::to_string(w) + ":" + std::to_string(kRounds - 1));
-    }
     EXPECT_EQ(strays(), 0);
 }
 

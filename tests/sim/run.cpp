@@ -19,8 +19,7 @@ RunResult run(const std::vector<std::string> &argv, const std::vector<std::strin
     if (pid == 0) {
         const int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        dup2(o, 1);
-        dup2(e, 2);
+        dup2(o, 1), dup2(e, 2);
         for (const std::string &kv : env) putenv(const_cast<char *>(kv.c_str()));
         std::vector<char *> args;
         for (const std::string &a : argv) args.push_back(const_cast<char *>(a.c_str()));

@@ -13,15 +13,14 @@
 #include "run.hpp"
 #include "tempdir.hpp"
 
-using testsupport::run;
-using testsupport::RunResult;
+using namespace testsupport;
 
 namespace {
 
 class Boardsim : public ::testing::Test {
 protected:
     RunResult sim(const std::vector<std::string> &program, const std::vector<std::string> &opts = {}) {
-        return testsupport::on_board(state_.path(), program, opts);
+        return on_board(state_.path(), program, opts);
     }
     RunResult commctl(const std::vector<std::string> &args) {
         std::vector<std::string> argv = {COMMCTL_EXE};
@@ -29,29 +28,23 @@ protected:
         return sim(argv);
     }
     std::string gpio(const std::string &rel) { return state_ / ("board/sys/class/gpio/" + rel); }
-    testsupport::TempDir state_;
+    TempDir state_;
 };
 
 TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
     RunResult r = commctl({"--level", "5", "gpio", "export", "33"});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(testsupport::summarise(r.out),
-              std::vector<std::string>{"DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n"});
-    EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "in\n");
-    EXPECT_EQ(testsupport::read_file(gpio("gpio33/value")), "0\n");
+    EXPECT_EQ(summarise(r.out), std::vector<std::string>{"DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n"});
+    EXPECT_EQ(read_file(gpio("gpio33/direction")), "in\n");
+    EXPECT_EQ(read_file(gpio("gpio33/value")), "0\n");
 
-    const struct {
-        std::vector<std::string> args;
-        int status;
-        std::string out;
-    } steps[] = {
-        {{"gpio", "set", "33", "1"}, 0, ""},  // an input refuses the value
-        {{"gpio", "get", "33"}, 0, "0\n"},      {{"gpio", "dir", "33", "out"}, 0, ""},
-        {{"gpio", "set", "33", "1"}, 0, ""},    {{"gpio", "get", "33"}, 0, "1\n"},
-        {{"gpio", "set", "33", "0"}, 0, ""},    {{"gpio", "get", "33"}, 0, "0\n"},
-        {{"gpio", "dir", "33", "high"}, 0, ""}, {{"gpio", "get", "33"}, 0, "1\n"},
-        {{"gpio", "unexport", "33"}, 0, ""},    {{"gpio", "get", "33"}, 1, ""},
-    };
+    // clang-format off
+    const struct { std::vector<std::string> args; int status; std::string out; } steps[] = {
+        {{"gpio", "set", "33", "1"}, 0, ""},  /* an input refuses the value */  {{"gpio", "get", "33"}, 0, "0\n"},
+        {{"gpio", "dir", "33", "out"}, 0, ""}, {{"gpio", "set", "33", "1"}, 0, ""}, {{"gpio", "get", "33"}, 0, "1\n"},
+        {{"gpio", "set", "33", "0"}, 0, ""}, {{"gpio", "get", "33"}, 0, "0\n"}, {{"gpio", "dir", "33", "high"}, 0, ""},
+        {{"gpio", "get", "33"}, 0, "1\n"}, {{"gpio", "unexport", "33"}, 0, ""}, {{"gpio", "get", "33"}, 1, ""}};
+    // clang-format on
     for (const auto &s : steps) {
         r = commctl(s.args);
         EXPECT_EQ(r.status, s.status) << s.args[1] << " " << r.err;
@@ -59,21 +52,21 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
             EXPECT_EQ(r.out, s.out) << s.args[1];
         }
     }
-    EXPECT_FALSE(testsupport::file_exists(gpio("gpio33")));
+    EXPECT_FALSE(file_exists(gpio("gpio33")));
     // A four-letter direction reaches the library's log line whole.
     r = commctl({"--level", "4", "gpio", "dir", "33", "high"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(testsupport::summarise(r.out),
+    EXPECT_EQ(summarise(r.out),
               std::vector<std::string>{"DBG Zev_Comm_Gpio_SetDirection :fail direction[high] gpio[33]\n"});
-    EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "");
+    EXPECT_EQ(read_file(gpio("gpio33/direction")), "");
 
     // The line keeps its direction and level while unexported; 64 is beyond
     // the board's lines, and the kernel's refusal goes unseen.
     ASSERT_EQ(commctl({"gpio", "export", "33"}).status, 0);
-    EXPECT_EQ(testsupport::read_file(gpio("gpio33/direction")), "out\n");
+    EXPECT_EQ(read_file(gpio("gpio33/direction")), "out\n");
     EXPECT_EQ(commctl({"gpio", "get", "33"}).out, "1\n");
     EXPECT_EQ(commctl({"gpio", "export", "64"}).status, 0);
-    EXPECT_FALSE(testsupport::file_exists(gpio("gpio64")));
+    EXPECT_FALSE(file_exists(gpio("gpio64")));
     // --reset builds the board afresh: no exported pins.
     ASSERT_EQ(commctl({"gpio", "export", "7"}).status, 0);
     r = sim({COMMCTL_EXE, "gpio", "get", "7"}, {"--reset"});
@@ -82,18 +75,15 @@ TEST_F(Boardsim, GpioClassBehavesLikeTheKernel) {
 }
 
 TEST_F(Boardsim, ExitStatusAndErrors) {
-    const struct {
-        std::vector<std::string> argv;
-        int status;
-        const char *err;
-    } cases[] = {
+    // clang-format off
+    const struct { std::vector<std::string> argv; int status; const char *err; } cases[] = {
         {{BOARDSIM_EXE, "--state", state_.path(), "--", "/bin/sh", "-c", "exit 3"}, 3, ""},
         {{BOARDSIM_EXE, "--state", state_.path(), "--", "/nonexistent/program"}, 127, "cannot run"},
         {{BOARDSIM_EXE, "--state", state_.path()}, 2, "no program"},
         {{BOARDSIM_EXE, "--bogus", "x"}, 2, "unknown option"},
         {{BOARDSIM_EXE, "--pmu-voltag=1", "--", "true"}, 2, "unknown board option '--pmu-voltag=1'"},
-        {{BOARDSIM_EXE, "--state", state_.path(), "--pmu-voltage=11000", "--", "true"}, 0, ""},
-    };
+        {{BOARDSIM_EXE, "--state", state_.path(), "--pmu-voltage=11000", "--", "true"}, 0, ""}};
+    // clang-format on
     for (const auto &c : cases) {
         const RunResult r = run(c.argv);
         EXPECT_EQ(r.status, c.status) << c.argv.back();
@@ -136,8 +126,8 @@ TEST_F(Boardsim, HwclockTakesAnyStatePath) {
     RunResult r = hwclock(odd);
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out.size(), sizeof "2031-05-06 07:08:09") << r.out;
-    EXPECT_FALSE(testsupport::file_exists(state_ / "escaped"));
-    EXPECT_TRUE(testsupport::file_exists(odd + "/board/clock/hardware"));
+    EXPECT_FALSE(file_exists(state_ / "escaped"));
+    EXPECT_TRUE(file_exists(odd + "/board/clock/hardware"));
     r = hwclock(state_ / "a:b");
     EXPECT_NE(r.status, 0);
     EXPECT_EQ(r.out, "");
@@ -148,12 +138,11 @@ TEST_F(Boardsim, HwclockTakesAnyStatePath) {
 // what exists, a write is cut at the end and fails there with ENOSPC, the
 // image never grows, and no count, however large, brings boardsim down.
 TEST_F(Boardsim, FlashBlockTransfersStayInTheImage) {
-    const struct {
-        const char *transfer, *result;
-    } rows[] = {
+    // clang-format off
+    const struct { const char *transfer, *result; } rows[] = {
         {"r:80000000:0", "32768 0"}, {"r:ffffffff:10", "32752 0"}, {"r:10:8000", "0 0"}, {"w:10:7ff8", "8 0"},
-        {"w:80000000:0", "32768 0"}, {"w:10:8000", "-1 28"},       {"r:0:0", "0 0"},     {"w:0:0", "0 0"},
-    };
+        {"w:80000000:0", "32768 0"}, {"w:10:8000", "-1 28"},       {"r:0:0", "0 0"},     {"w:0:0", "0 0"}};
+    // clang-format on
     std::vector<std::string> program = {RAW_TRANSFER_EXE, "/dev/mtdblock3"};
     std::string want;
     for (const auto &row : rows) {
@@ -164,36 +153,26 @@ TEST_F(Boardsim, FlashBlockTransfersStayInTheImage) {
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, want);
     EXPECT_EQ(r.err, "");  // no warnings for empty transfers
-    EXPECT_EQ(testsupport::read_file(state_ / "board/dev/mtdblock3").size(), 0x8000u);
+    EXPECT_EQ(read_file(state_ / "board/dev/mtdblock3").size(), 0x8000u);
 }
 
 TEST_F(Boardsim, CommctlUsage) {
-    const struct {
-        std::vector<std::string> args;
-        int status;
-        const char *where;  // text expected on stdout (status 0) or stderr
-    } cases[] = {
-        {{"--help"}, 0, "Commands:"},
-        {{"--version"}, 0, "commctl (libcomm) " COMM_VERSION_STRING "\n"},
+    // where: text expected on stdout (status 0) or stderr
+    // clang-format off
+    const struct { std::vector<std::string> args; int status; const char *where; } cases[] = {
+        {{"--help"}, 0, "Commands:"}, {{"--version"}, 0, "commctl (libcomm) " COMM_VERSION_STRING "\n"},
         {{"-V"}, 0, "commctl (libcomm) " COMM_VERSION_STRING "\n"},
         {{"run", "echo", "--help"}, 0, "--help"},  // an operand: echo gets it
-        {{"--bogus", "clock"}, 2, "commctl: unknown option '--bogus'"},
-        {{"-q", "clock"}, 2, "commctl: unknown option '-q'"},
-        {{"--level"}, 2, "--level wants a value"},
-        {{"--", "--help"}, 2, "unknown command '--help'"},
-        {{"gpio", "export", "--5"}, 2, "'--5' is not a pin number"},
-        {{"gpio", "export", "0x-5"}, 2, "'0x-5' is not a pin number"},
-        {{"gpio", "export", "-0x"}, 2, "'-0x' is not a pin number"},
-        {{"gpio", "--help"}, 0, "usage: commctl gpio export PIN"},
-        {{"clock", "--help"}, 0, "usage: commctl clock"},
-        {{"log-demo", "--help"}, 0, "usage: commctl [--level N] log-demo"},
-        {{}, 2, "Usage: commctl"},
-        {{"nonsense"}, 2, "commctl: unknown command 'nonsense'"},
+        {{"--bogus", "clock"}, 2, "commctl: unknown option '--bogus'"}, {{"-q", "clock"}, 2, "commctl: unknown option '-q'"},
+        {{"--level"}, 2, "--level wants a value"}, {{"--", "--help"}, 2, "unknown command '--help'"},
+        {{"gpio", "export", "--5"}, 2, "'--5' is not a pin number"}, {{"gpio", "export", "0x-5"}, 2, "'0x-5' is not a pin number"},
+        {{"gpio", "export", "-0x"}, 2, "'-0x' is not a pin number"}, {{"gpio", "--help"}, 0, "usage: commctl gpio export PIN"},
+        {{"clock", "--help"}, 0, "usage: commctl clock"}, {{"log-demo", "--help"}, 0, "usage: commctl [--level N] log-demo"},
+        {{}, 2, "Usage: commctl"}, {{"nonsense"}, 2, "commctl: unknown command 'nonsense'"},
         {{"gpio", "export", "x3"}, 2, "commctl: 'x3' is not a pin number"},
         {{"gpio", "dir", "33", "sideways"}, 2, "direction must be in, out, high or low"},
-        {{"gpio", "export", "1000"}, 1, "gpio export 1000 failed (-1)"},
-        {{"--level", "x", "clock"}, 2, "--level wants a number"},
-    };
+        {{"gpio", "export", "1000"}, 1, "gpio export 1000 failed (-1)"}, {{"--level", "x", "clock"}, 2, "--level wants a number"}};
+    // clang-format on
     for (const auto &c : cases) {
         std::vector<std::string> argv = {COMMCTL_EXE};
         argv.insert(argv.end(), c.args.begin(), c.args.end());
@@ -208,18 +187,16 @@ TEST_F(Boardsim, CommctlUsage) {
 }
 
 TEST_F(Boardsim, LogLinesOnlyWhenAskedFor) {
-    const struct {
-        std::vector<std::string> opts;
-        size_t lines;
-    } cases[] = {
-        {{}, 0}, {{"--level", "1"}, 1}, {{"--level=7"}, 7}, {{"-v"}, 5}, {{"-vv"}, 6}, {{"-vvvv"}, 7},
-    };
+    // clang-format off
+    const struct { std::vector<std::string> opts; size_t lines; } cases[] = {
+        {{}, 0}, {{"--level", "1"}, 1}, {{"--level=7"}, 7}, {{"-v"}, 5}, {{"-vv"}, 6}, {{"-vvvv"}, 7}};
+    // clang-format on
     for (const auto &c : cases) {
         std::vector<std::string> args = c.opts;
         args.push_back("log-demo");
         const RunResult r = commctl(args);
         ASSERT_EQ(r.status, 0);
-        EXPECT_EQ(testsupport::parse_log(r.out).lines.size(), c.lines) << args.front();
+        EXPECT_EQ(parse_log(r.out).lines.size(), c.lines) << args.front();
     }
     // Quiet by default: the date is its four data lines, nothing else.
     const RunResult date = commctl({"date"});
@@ -230,25 +207,19 @@ TEST_F(Boardsim, LogLinesOnlyWhenAskedFor) {
 TEST_F(Boardsim, DemoApplicationBlinksTheLed) {
     const RunResult r = sim({DEMO_EXE});
     ASSERT_EQ(r.status, 0) << r.err;
-    const auto lines = testsupport::summarise(r.out);
-    const std::vector<std::string> want = {
-        "INF main :dashcam demo starting, print level 5\n",
-        "DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n",
-        "INF blink_record_led :LED on, reads 1\n",
-        "INF blink_record_led :LED off, reads 0\n",
-        "INF blink_record_led :LED on, reads 1\n",
-        "INF blink_record_led :LED off, reads 0\n",
-        "VER main :verbose lines show at level 7\n",
-        "INF pass_frames_between_threads :40 of 40 frames and 4000 of 4000 telemetry bytes came through in "
-        "order\n",
-        "INF main :dashcam demo done\n",
-    };
+    auto lines = summarise(r.out);
+    const std::string on = "INF blink_record_led :LED on, reads 1\n",
+                      off = "INF blink_record_led :LED off, reads 0\n";
+    // clang-format off
+    const std::vector<std::string> want = {"INF main :dashcam demo starting, print level 5\n",
+        "DDD Zev_Comm_Gpio_Export :export gpio[33] ok\n", on, off, on, off, "VER main :verbose lines show at level 7\n",
+        "INF pass_frames_between_threads :40 of 40 frames and 4000 of 4000 telemetry bytes came through in order\n",
+        "INF main :dashcam demo done\n"};
+    // clang-format on
     ASSERT_GE(lines.size(), 2u);
     EXPECT_EQ(lines.front(), want.front());
-    std::vector<std::string> without_dbg;
-    for (const auto &l : lines)
-        if (l.rfind("DBG", 0) != 0) without_dbg.push_back(l);
-    EXPECT_EQ(without_dbg, want);
+    std::erase_if(lines, [](const std::string &l) { return l.rfind("DBG", 0) == 0; });
+    EXPECT_EQ(lines, want);
 }
 
 }  // namespace

@@ -4,7 +4,11 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
+
+#include "capture.hpp"
 
 namespace testsupport {
 
@@ -35,5 +39,19 @@ std::vector<std::string> summarise(const std::string &output);
 // True when `time` has the form of the log line's time text ("%2d%02d%02d
 // %02d:%02d:%02d").
 bool is_time_text(const std::string &time);
+
+using Lines = std::vector<std::string>;
+
+// The "TAG func :msg" lines fn prints; paired with its result when it has one.
+template <typename Fn>
+auto logged(Fn &&fn) {
+    if constexpr (std::is_void_v<decltype(fn())>) {
+        return summarise(capture_stdout(fn));
+    } else {
+        decltype(fn()) r{};
+        Lines lines = summarise(capture_stdout([&] { r = fn(); }));
+        return std::make_pair(r, lines);
+    }
+}
 
 }  // namespace testsupport

@@ -19,12 +19,7 @@ auto &unprotects() { return made<std::vector<int>>(); }
 auto &hook() { return made<std::function<void(int)>>(); }
 }  // namespace
 
-void reset() {
-    values().clear();
-    call_log().clear();
-    unprotects().clear();
-    hook() = nullptr;
-}
+void reset() { values().clear(), call_log().clear(), unprotects().clear(), hook() = nullptr; }
 void set_value(const std::string &key, const std::string &value) { values()[key] = value; }
 std::string value(const std::string &key) {
     const auto it = values().find(key);
