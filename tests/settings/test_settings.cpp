@@ -7,25 +7,21 @@
 #include <cstring>
 #include <string>
 
-#include "tempdir.hpp"
+#include "settings_file.hpp"
 #include "zev_settings.h"
 
 using namespace testsupport;
 
 namespace {
 
-class Settings : public ::testing::Test {
+class Settings : public SettingsFile {
 protected:
-    void SetUp() override { setenv("ZEV_SETTINGS_FILE", file().c_str(), 1); }
-    void TearDown() override { unsetenv("ZEV_SETTINGS_FILE"); }
-    std::string file() const { return dir_ / "settings.conf"; }
     std::string get(const char *key, int size = 64, int *rc = nullptr) const {
         char buf[128] = {};
         const int r = Zev_Settings_GetKeyStrVal(key, buf, size);
         if (rc != nullptr) *rc = r;
         return buf;
     }
-    TempDir dir_;
 };
 
 TEST_F(Settings, MissingFileOrNoFileNameReadsAsEmpty) {

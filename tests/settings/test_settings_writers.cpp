@@ -15,16 +15,13 @@
 #include <thread>
 #include <vector>
 
-#include "tempdir.hpp"
+#include "settings_file.hpp"
 #include "zev_settings.h"
 
 namespace {
 
-class Writers : public ::testing::Test {
+class Writers : public SettingsFile {
 protected:
-    void SetUp() override { setenv("ZEV_SETTINGS_FILE", file().c_str(), 1); }
-    void TearDown() override { unsetenv("ZEV_SETTINGS_FILE"); }
-    std::string file() const { return dir_ / "settings.conf"; }
     std::string get(const std::string &key) const {
         char buf[64] = {};
         return Zev_Settings_GetKeyStrVal(key.c_str(), buf, sizeof buf) == 0 ? buf : "(missing)";
@@ -40,7 +37,6 @@ protected:
         closedir(d);
         return n;
     }
-    testsupport::TempDir dir_;
 };
 
 // Writer w sets keys w.0 .. w.(keys-1) over and over; the last round's
