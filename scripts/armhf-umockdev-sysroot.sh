@@ -12,6 +12,7 @@
 # are left out. The dependencies are resolved from the package lists, taking
 # the first of each set of alternatives.
 set -euo pipefail
+. "$(dirname "$0")/lib/debs.sh"
 
 if [ $# -ne 2 ]; then
   echo "usage: $0 SYSROOT DEBCACHE" >&2
@@ -69,26 +70,14 @@ while [ ${#level[@]} -gt 0 ]; do
 done
 packages+=("${headers_only[@]}")
 
-mkdir -p "$cache"
-missing=()
-for p in "${packages[@]}"; do
-  compgen -G "$cache/${p}_*_$arch.deb" >/dev/null || missing+=("$p:$arch")
-done
+mapfile -t missing < <(debs_missing "$cache" "${packages[@]/%/:$arch}")
 if [ ${#missing[@]} -gt 0 ]; then
-  (cd "$cache" && apt-get download -q "${missing[@]}" >/dev/null 2>"$cache/download.log") ||
+  debs_fetch "$cache" "${missing[@]}" ||
     fail "apt-get download failed (see $cache/download.log); run scripts/install-deps.sh for the $arch package lists"
 fi
 
 rm -rf "$sysroot.new"
-mkdir -p "$sysroot.new"
-for p in "${packages[@]}"; do
-  debs=("$cache/${p}"_*_"$arch.deb")
-  # An older download of the same package stays behind after an update: the
-  # newest version wins.
-  deb=$(printf '%s\n' "${debs[@]}" | sort -V | tail -n 1)
-  # A download cut short is removed, so that the next run fetches it again.
-  dpkg-deb -x "$deb" "$sysroot.new" || { rm -f "$deb"; fail "$deb could not be unpacked; removed, run again"; }
-done
+debs_unpack "$cache" "$sysroot.new" "${packages[@]/%/:$arch}" || fail "unpacking failed"
 lib=$sysroot.new/usr/lib/arm-linux-gnueabihf
 [ -e "$lib/libumockdev-preload.so.0" ] || fail "no libumockdev-preload.so.0 in the unpacked packages"
 [ -e "$sysroot.new/usr/include/umockdev-1.0/umockdev.h" ] || fail "no umockdev.h in the unpacked packages"

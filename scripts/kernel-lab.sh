@@ -24,6 +24,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 SRC=$PWD
+. scripts/lib/debs.sh
 LAB=${LAB_DIR:-$SRC/build/lab}
 CUTS=${LAB_CUTS:-30}
 BOOT_LIMIT=${LAB_BOOT_LIMIT:-300}
@@ -54,23 +55,17 @@ ABI=${KV%-armmp}
 KBUILD=linux-kbuild-$(cut -d. -f1,2 <<<"$ABI")
 DEBS=(linux-image-$KV:armhf linux-headers-$KV:armhf linux-headers-$ABI-common "$KBUILD" busybox-static:armhf)
 
-mkdir -p "$LAB/debs"
-deb_of() { # package -> the downloaded file, if any
-  local name=${1%:armhf}
-  compgen -G "$LAB/debs/${name}_*.deb" | head -1
-}
-missing=()
-for p in "${DEBS[@]}"; do [ -n "$(deb_of "$p")" ] || missing+=("$p"); done
+mapfile -t missing < <(debs_missing "$LAB/debs" "${DEBS[@]}")
 if [ ${#missing[@]} -gt 0 ]; then
   note "downloading ${missing[*]}"
-  (cd "$LAB/debs" && apt-get download -qq "${missing[@]}" 2>"$LAB/debs/download.err") ||
-    die "cannot download ${missing[*]} (kernel ABI $ABI; see $LAB/debs/download.err)"
+  debs_fetch "$LAB/debs" "${missing[@]}" ||
+    die "cannot download ${missing[*]} (kernel ABI $ABI; see $LAB/debs/download.log)"
 fi
 
 X=$LAB/x/$KV
 if [ ! -f "$X/.unpacked" ]; then
-  rm -rf "$X" && mkdir -p "$X"
-  for p in "${DEBS[@]}"; do dpkg-deb -x "$(deb_of "$p")" "$X"; done
+  rm -rf "$X"
+  debs_unpack "$LAB/debs" "$X" "${DEBS[@]}" || die "cannot unpack the kernel's packages"
   depmod -b "$X" "$KV"
   touch "$X/.unpacked"
 fi
